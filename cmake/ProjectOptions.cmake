@@ -1,0 +1,29 @@
+# What every target of the project is built with, said once: link project_options PRIVATE.
+
+set(NODEKEEP_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+option(NODEKEEP_COVERAGE "Build with coverage counters" OFF)
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_library(project_options INTERFACE)
+target_compile_options(project_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wold-style-cast -Wcast-align -Wformat=2 -Wnull-dereference -Wimplicit-fallthrough -Werror)
+target_compile_definitions(project_options INTERFACE
+    QT_DISABLE_DEPRECATED_BEFORE=0x060400
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS)
+
+if(NODEKEEP_SANITIZE)
+    target_compile_options(project_options INTERFACE
+        -fsanitize=${NODEKEEP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(project_options INTERFACE -fsanitize=${NODEKEEP_SANITIZE})
+endif()
+if(NODEKEEP_COVERAGE)
+    target_compile_options(project_options INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(project_options INTERFACE --coverage)
+endif()

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+class QProcess;
+
+/** How long a tool is waited for where nothing else is said. */
+inline constexpr int toolTimeoutMs = 30000;
+
+/** Runs a tool and blocks until it has ended or the time is up.
+ *
+ *  The caller owns the process object and thereby decides what becomes of a tool that overruns: it goes on until the
+ *  object is destroyed, which kills it, and a second tool can't be started on the same object meanwhile.
+ *
+ *  @param process   not running; keeps exit status and output for the caller
+ *  @param program   a path, or a name to be found through PATH
+ *  @param timeoutMs in milliseconds; -1 waits without limit
+ *  @return whether the tool was started and has ended. Its exit status is not looked at. */
+bool runTool(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs = toolTimeoutMs);

@@ -1,0 +1,71 @@
+#include "core/RegularFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+int openFlags(QIODevice::OpenMode mode)
+{
+    // O_NONBLOCK keeps the open itself from waiting for the other end of a FIFO; regular files don't mind.
+    constexpr int always = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    if (mode.testFlags(QIODevice::ReadWrite))
+        return O_RDWR | always;
+    if (mode.testFlag(QIODevice::WriteOnly))
+        return O_WRONLY | O_CREAT | O_TRUNC | always;
+    return O_RDONLY | always;
+}
+
+bool isRegular(int descriptor)
+{
+    struct stat status
+    {
+    };
+    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+} // namespace
+
+bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenMode mode)
+{
+    if (path.contains(QChar::Null))
+        return false;
+
+    const int descriptor = ::open(QFile::encodeName(path).constData(), openFlags(mode), 0666);
+    if (descriptor < 0)
+        return false;
+    if (!isRegular(descriptor) || !file.open(descriptor, mode, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return false;
+    }
+    return true;
+}
+
+std::optional<QByteArray> readRegularFile(const QString &path)
+{
+    QFile file;
+    if (!openRegularFile(file, path, QIODevice::ReadOnly))
+        return std::nullopt;
+    return file.readAll();
+}
+
+bool writeRegularFile(const QString &path, const QByteArray &content)
+{
+    QFile file;
+    return openRegularFile(file, path, QIODevice::WriteOnly) && file.write(content) == content.size() && file.flush();
+}
+
+QByteArrayView upToNul(QByteArrayView bytes)
+{
+    const qsizetype end = bytes.indexOf('\0');
+    return end < 0 ? bytes : bytes.first(end);
+}
+
+std::optional<QString> readValueFile(const QString &path)
+{
+    const std::optional<QByteArray> content = readRegularFile(path);
+    if (!content)
+        return std::nullopt;
+    return QString::fromLocal8Bit(upToNul(content->trimmed()));
+}

@@ -1,0 +1,55 @@
+#include <qmz/GenGlobAccess.h>
+
+#include "CallRecord.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+
+namespace {
+
+constexpr std::size_t areaBytes = 8192;
+
+/** @return null when there is no shared memory to be had */
+void *mapSharedArea()
+{
+    const int descriptor = ::shm_open("/qmz_globals", O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+    if (descriptor < 0)
+        return nullptr;
+    struct stat status
+    {
+    };
+    const bool fits = ::fstat(descriptor, &status) == 0 &&
+                      (status.st_size >= static_cast<off_t>(areaBytes) || ::ftruncate(descriptor, areaBytes) == 0);
+    void *const mapped =
+        fits ? ::mmap(nullptr, areaBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0) : MAP_FAILED;
+    ::close(descriptor);
+    return mapped == MAP_FAILED ? nullptr : mapped;
+}
+
+// Stands in until the shared area is attached, and for good where there is none to be had.
+std::array<quint8, areaBytes> privateArea{};
+quint8 *area = privateArea.data();
+
+} // namespace
+
+namespace qmz {
+
+GenGlobAccess globAcc;
+
+void GenGlobAccess::attach()
+{
+    recordCall("GenGlobAccess.attach");
+    if (void *const shared = mapSharedArea())
+        area = static_cast<quint8 *>(shared);
+}
+
+quint8 *GenGlobAccess::bytes()
+{
+    return area;
+}
+
+} // namespace qmz

@@ -1,0 +1,65 @@
+#include "system/System.h"
+
+#include <QDBusConnection>
+#include <QFileSystemWatcher>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QString settingsPath = u"/etc/"_s;
+const QString kernelHostnamePath = u"/proc/sys/kernel/hostname"_s;
+} // namespace
+
+System::System(QObject *parent)
+    : QObject(parent),
+      versionConf(this, settingsPath, u"oztversion.conf"_s),
+      guiLevel1(this, settingsPath, u"guiLevel1"_s),
+      guiLevel2(this, settingsPath, u"guiLevel2"_s),
+      guiLevel3(this, settingsPath, u"guiLevel3"_s),
+      guiSystem(this, settingsPath, u"guiSystem"_s)
+{
+    readInitialHostname();
+
+    QDBusConnection::systemBus().registerObject(u"/system"_s, this,
+                                                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
+                                                    QDBusConnection::ExportChildObjects);
+
+    watcher = new QFileSystemWatcher({kernelHostnamePath}, this);
+    connect(watcher, &QFileSystemWatcher::fileChanged, this, &System::hostnameChanged);
+}
+
+QString System::oztversion() const
+{
+    return versionConf.getTrimmed(u"VERSION"_s);
+}
+
+QString System::oztsvnversion() const
+{
+    return versionConf.getTrimmed(u"SVNVERSION"_s);
+}
+
+QString System::oztgitversion() const
+{
+    // No entry of its own exists: the record names one revision, under its old name.
+    return oztsvnversion();
+}
+
+QString System::oztgithash() const
+{
+    return versionConf.getTrimmed(u"GITHASH"_s);
+}
+
+QString System::oztReleasename() const
+{
+    return versionConf.getTrimmed(u"RELEASENAME"_s);
+}
+
+QString System::oztBuildtime() const
+{
+    return versionConf.getTrimmed(u"BUILDTIME"_s);
+}
+
+void System::isOnline(bool nowOnline)
+{
+    online = nowOnline;
+}

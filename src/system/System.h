@@ -1,0 +1,68 @@
+#pragma once
+
+#include "bootenv/BareboxConfig.h"
+
+#include <QObject>
+#include <QString>
+
+class QFileSystemWatcher;
+
+/** The root of the device's settings, on the bus at "/system": what the device is, and its host name.
+ *
+ *  Its children are on the bus below it under their object names, among them the web stores "guiLevel1" to "guiLevel3"
+ *  and "guiSystem", which hold settings of other programs.
+ *
+ *  `hostname` is the kernel's, read anew at each access; "qmz" while the kernel's file can't be read. Writing it
+ *  changes /etc/hostname and the kernel's name. The write can't answer with an error: a name that is refused is
+ *  reported by the event hostnameInvalid, and a failing file by nothing. A change, whoever makes it, is announced by
+ *  the event deviceNameChange once the kernel has it, and the name services are restarted. Writing the name that the
+ *  device already has does nothing at all.
+ *
+ *  The `ozt...` properties are the version record of the installed image, read once from /etc/oztversion.conf;
+ *  empty when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`. */
+class System : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "local.System")
+    Q_PROPERTY(QString hostname READ getHostname WRITE setHostname)
+    Q_PROPERTY(QString oztversion READ oztversion)
+    Q_PROPERTY(QString oztsvnversion READ oztsvnversion)
+    Q_PROPERTY(QString oztgitversion READ oztgitversion)
+    Q_PROPERTY(QString oztgithash READ oztgithash)
+    Q_PROPERTY(QString oztReleasename READ oztReleasename)
+    Q_PROPERTY(QString oztBuildtime READ oztBuildtime)
+
+public:
+    /** Reads the stores and the host name, and registers the object on the bus. When neither /etc/hostname nor the
+     *  kernel has a name, both are given the name "qmz". */
+    explicit System(QObject *parent);
+
+    QString getHostname();
+    /** @param name letters, digits and inner hyphens, of any length; else it is refused */
+    void setHostname(const QString &name);
+
+    QString oztversion() const;
+    QString oztsvnversion() const;
+    QString oztgitversion() const;
+    QString oztgithash() const;
+    QString oztReleasename() const;
+    QString oztBuildtime() const;
+
+protected Q_SLOTS:
+    /** The kernel's host name has changed. */
+    void hostnameChanged(const QString &path);
+    void isOnline(bool nowOnline);
+
+private:
+    void readInitialHostname();
+    bool readKernelHostname();
+
+    QFileSystemWatcher *watcher = nullptr; // on the kernel's host name
+    QString hostname;                      // last known
+    BareboxConfig versionConf;
+    BareboxConfig guiLevel1;
+    BareboxConfig guiLevel2;
+    BareboxConfig guiLevel3;
+    BareboxConfig guiSystem;
+    bool online = false;
+};

@@ -1,0 +1,79 @@
+// The device's host name: the kernel's name and its stored form in /etc/hostname.
+
+#include "system/System.h"
+
+#include "core/RegularFile.h"
+
+#include <qmz/SystemEvent.h>
+#include <qmz/Upstart.h>
+
+#include <QRegularExpression>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString storedHostnamePath = u"/etc/hostname"_s;
+const QString kernelHostnamePath = u"/proc/sys/kernel/hostname"_s;
+const QString defaultHostname = u"qmz"_s;
+
+bool isValidHostname(const QString &name)
+{
+    static const QRegularExpression pattern(
+        QRegularExpression::anchoredPattern(uR"(([a-zA-Z0-9]|[a-zA-Z0-9][a-zA-Z0-9\-]*[a-zA-Z0-9]))"_s));
+    return pattern.match(name).hasMatch();
+}
+
+} // namespace
+
+void System::readInitialHostname()
+{
+    if (const std::optional<QString> stored = readValueFile(storedHostnamePath)) {
+        hostname = *stored;
+        return;
+    }
+    readKernelHostname();
+    if (hostname.isEmpty())
+        setHostname(defaultHostname);
+}
+
+bool System::readKernelHostname()
+{
+    const std::optional<QString> name = readValueFile(kernelHostnamePath);
+    if (name)
+        hostname = *name;
+    return name.has_value();
+}
+
+QString System::getHostname()
+{
+    return readKernelHostname() ? hostname : defaultHostname;
+}
+
+void System::setHostname(const QString &name)
+{
+    if (name == hostname)
+        return;
+    if (!isValidHostname(name)) {
+        qmz::SystemEvent::hostnameInvalid(name, hostname, u"/system"_s);
+        return;
+    }
+
+    hostname = name;
+    const QByteArray line = name.toLocal8Bit() + '\n';
+    if (writeRegularFile(storedHostnamePath, line))
+        ::sync();
+    else
+        qWarning("%s: can't be written, ignoring", qUtf8Printable(storedHostnamePath));
+    if (!writeRegularFile(kernelHostnamePath, line))
+        qWarning("%s: can't be written, ignoring", qUtf8Printable(kernelHostnamePath));
+}
+
+void System::hostnameChanged(const QString & /*path*/)
+{
+    readKernelHostname();
+    Upstart::restartNameservices();
+    qmz::SystemEvent::deviceNameChange(hostname, u"/"_s);
+}
