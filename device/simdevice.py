@@ -1,0 +1,227 @@
+"""The simulated device as a Python object, for the command line and for tests that steer devices from outside."""
+
+import contextlib
+import os
+import select
+import signal
+import subprocess
+import sys
+import threading
+import time
+
+import launch
+from inspection import Inspection, machine_pids, wait_for
+from launch import PROJECT, DeviceError, require_root
+from state import State
+
+import control
+
+__all__ = ["DeviceError", "SimulatedDevice", "machine_pids", "require_root", "wait_for"]
+
+DEFAULT_STATE = os.path.join(PROJECT, "build/device")
+DEFAULT_INSTALL = os.path.join(PROJECT, "build/release/stage")
+SERVICE = "com.ozt.nodekeep"
+DAEMON = "usr/sbin/nodekeep"
+START_LIMIT = 30.0
+STOP_LIMIT = 20.0
+
+
+class SimulatedDevice(Inspection):
+    """A device with its state directory; as a context manager it starts, and ends with a power cut.
+
+    All paths are those inside the device. Operations raise DeviceError with one line that tells what failed. What
+    this object starts dies with the thread that started it, unless `attached` is false.
+    """
+
+    def __init__(self, state=DEFAULT_STATE, install=None):
+        self.state = State(state)
+        self.install = os.path.abspath(install or DEFAULT_INSTALL)
+        self.holder = None  # Popen of the device that this object started
+        self.log_start = 0  # where in the daemon's log its latest run begins
+
+    def __enter__(self):
+        if not self.running:
+            self.start()
+        return self
+
+    def __exit__(self, *exception):
+        self.power_cut()
+
+    # The whole device
+
+    def run(self, command, *, ephemeral=False, writable=(), env=None, bus=True, **popen):
+        """Runs `command` as the only job of a device and returns it as a CompletedProcess.
+
+        ephemeral   keep nothing: the state directory is not used
+        writable    directories of the machine that may be written, at the same path
+        env         what to add to the environment
+        popen       for Popen; standard streams are ours otherwise. `input` is what the program is to read.
+        """
+        if "/" in command[0]:
+            command = [os.path.abspath(command[0]), *command[1:]]
+        missing = [path for path in writable if not os.path.isdir(path)]
+        if missing:
+            raise DeviceError(f"no such directory: {missing[0]}")
+        given = popen.pop("input", None)
+        if given is not None:
+            popen["stdin"] = subprocess.PIPE
+        with contextlib.nullcontext() if ephemeral else self.locked() as lock:
+            process = launch.spawn(
+                state=None if ephemeral else self.state.directory,
+                install=self.install,
+                command=command,
+                bus=bus,
+                env=env,
+                writable=[os.path.abspath(path) for path in writable],
+                keep=[] if ephemeral else [lock],
+                **popen,
+            )
+        with killed_at_the_end(process):
+            output, errors = process.communicate(given)
+        status = process.returncode
+        return subprocess.CompletedProcess(command, status if status >= 0 else 128 - status, output, errors)
+
+    def start(self, *, daemon=True, srv=True, env=None, attached=True):
+        """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs."""
+        if daemon and not os.access(os.path.join(self.install, DAEMON), os.X_OK):
+            raise DeviceError(f"no daemon is installed in {self.install}: build it and install it there first")
+        self.log_start = len(self.daemon_log())
+        ready, ready_end = os.pipe()
+        with self.locked() as lock, open(self.state.path("log/boot.log"), "wb") as log:
+            self.state.save_options({"install": self.install, "daemon": daemon, "srv": srv})
+            self.holder = launch.spawn(
+                state=self.state.directory,
+                install=self.install,
+                daemon=daemon,
+                srv=srv,
+                env=env,
+                keep=[lock],
+                ready=ready_end,
+                attached=attached,
+                stdin=subprocess.DEVNULL,
+                stdout=log,
+                stderr=log,
+                start_new_session=True,
+            )
+        os.close(ready_end)
+        try:
+            self.wait_booted(ready)
+            if daemon:
+                self.wait_daemon()
+        except BaseException:
+            self.power_cut()
+            raise
+        finally:
+            os.close(ready)
+
+    @contextlib.contextmanager
+    def locked(self):
+        """Holds the state directory's lock until a device that inherits it was started."""
+        lock = self.state.lock()
+        try:
+            yield lock
+        finally:
+            os.close(lock)
+
+    def wait_booted(self, ready):
+        readable, _, _ = select.select([ready], [], [], START_LIMIT)
+        if readable and os.read(ready, 64):
+            return
+        with open(self.state.path("log/boot.log"), errors="replace") as file:
+            words = file.read()
+        reason = words.strip().splitlines()[-1].removeprefix("device: ") if words.strip() else "it said nothing"
+        raise DeviceError(f"the device did not boot: {reason}")
+
+    def stop(self):
+        """Ends the device in order: the daemon first, file systems synced."""
+        if not self.running:
+            return
+        self.ask("halt")
+        self.state.wait_unlocked(STOP_LIMIT)
+        self.reap()
+
+    def power_cut(self):
+        """Ends everything inside at once. What was written stays, as the machine's kernel has it."""
+        if self.holder:
+            self.holder.kill()
+        pid = self.init_pid
+        if pid:
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGKILL)
+        self.state.wait_unlocked()
+        self.reap()
+
+    def power_cycle(self, attached=True):
+        """A power cut, then a start with the options of the last one."""
+        self.power_cut()
+        options = self.state.options()
+        self.install = options.pop("install", self.install)
+        self.start(**options, attached=attached)
+
+    def reap(self):
+        if self.holder:
+            self.holder.wait()
+        self.holder = None
+
+    def erase(self):
+        """Forgets all that the device kept. It must be stopped."""
+        self.state.erase()
+
+    # The daemon alone
+
+    def start_daemon(self, env=None, wait=True):
+        """Starts the daemon with `env` added to its environment, and waits until it answers."""
+        self.log_start = len(self.daemon_log())
+        self.ask("daemon-start", env=env or {})
+        if wait:
+            self.wait_daemon()
+
+    def stop_daemon(self):
+        """Ends the daemon and returns its exit status, minus the signal's number if that ended it; None: none ran."""
+        daemon = self.ask("daemon-stop")["daemon"]
+        return daemon and daemon["status"]
+
+    def wait_daemon(self, limit=START_LIMIT):
+        """Waits until the daemon answers a call. A daemon that ends, or is silent, is a DeviceError with its log."""
+        end = time.monotonic() + limit
+        while not self.daemon_answers(limit):
+            daemon = self.daemon_status()
+            if not daemon["running"]:
+                raise DeviceError(f"the daemon ended with status {daemon['status']}", self.daemon_log(self.log_start))
+            if time.monotonic() > end:
+                raise DeviceError(f"the daemon did not answer within {limit:g} s", self.daemon_log(self.log_start))
+            time.sleep(0.02)
+
+    def daemon_answers(self, limit):
+        call = [f"--dest={SERVICE}", "/system", "org.freedesktop.DBus.Introspectable.Introspect"]
+        options = [f"--bus={self.bus_address}", "--print-reply", f"--reply-timeout={limit * 1000:.0f}"]
+        return subprocess.run(["dbus-send", *options, *call], capture_output=True, check=False).returncode == 0
+
+    def ask(self, what, **arguments):
+        """The answer of process 1 to a request (see control.py)."""
+        pid = self.init_pid
+        if not pid:
+            raise DeviceError("the device does not run")
+        try:
+            return control.ask(f"/proc/{pid}/root{control.SOCKET}", {"do": what, **arguments})
+        except (OSError, control.Refused) as error:
+            raise DeviceError(f"{what}: {error}") from error
+
+
+@contextlib.contextmanager
+def killed_at_the_end(process):
+    """Ends the process, and with it its device, however we leave: at a signal too."""
+
+    def leave(number, frame):
+        sys.exit(128 + number)
+
+    numbers = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+    here = threading.current_thread() is threading.main_thread()  # no other one may set handlers
+    old = {number: signal.signal(number, leave) for number in numbers} if here else {}
+    try:
+        yield
+    finally:
+        process.kill()
+        process.wait()
+        for number, handler in old.items():
+            signal.signal(number, handler)
