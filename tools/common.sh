@@ -1,0 +1,51 @@
+# What ./run, ./test and bench/run share: sourced by bash from the project's root.
+
+packages=(
+    cmake ninja-build g++ qt6-base-dev libudev-dev libgtest-dev libgmock-dev
+    dbus-daemon dbus-bin systemd util-linux iproute2
+    python3 python3-dbus python3-gi python3-pytest python3-dbusmock)
+
+say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+
+# Ends with one line that says what to do.
+die() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+
+as_root() {
+    if [ "$(id -u)" = 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo -- "$@"
+    else
+        die "This needs root: run it as root, or install sudo."
+    fi
+}
+
+# install_packages [PACKAGE...]: the common ones and the given ones, where they are missing.
+install_packages() {
+    local package missing=()
+    command -v apt-get >/dev/null || die "This is made for Debian 12; elsewhere install by hand: ${packages[*]} $*"
+    for package in "${packages[@]}" "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} = 0 ] && return
+    say "Installing missing packages: ${missing[*]}"
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q >/dev/null ||
+        die "The package lists can't be fetched: check the network and /etc/apt/sources.list, then try again."
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >/dev/null ||
+        die "Packages can't be installed: see apt-get's message above, then try again."
+}
+
+# build PRESET [CMAKE-OPTION...]: configures, builds, and lays the install tree under build/PRESET/stage.
+build() {
+    local preset=$1
+    shift
+    mkdir -p build
+    say "Building ($preset)"
+    cmake --preset "$preset" "$@" >"build/$preset.log" 2>&1 && cmake --build --preset "$preset" >>"build/$preset.log" 2>&1 ||
+        { tail -n 40 "build/$preset.log" >&2; die "The build failed: see build/$preset.log."; }
+    DESTDIR="$PWD/build/$preset/stage" cmake --install "build/$preset" >>"build/$preset.log" 2>&1 ||
+        die "The install tree can't be laid out: see build/$preset.log."
+}
