@@ -1,0 +1,160 @@
+"""The programs that stand for what a PC does not have."""
+
+import json
+import os
+import subprocess
+
+import pytest
+import simdevice
+
+import flashimage
+
+FLASH = "/dev/mtdblock1"
+JOB = "/com/ubuntu/Upstart/jobs/"
+
+
+@pytest.fixture
+def device(make_device):
+    device = make_device()
+    device.start(daemon=False)
+    return device
+
+
+def call_job(device, job, method, wait, *env):
+    call = ["dbus-send", "--system", "--print-reply", "--dest=com.ubuntu.Upstart", JOB + job]
+    variables = ",".join(env)
+    arguments = [f"com.ubuntu.Upstart0_6.Job.{method}", f"array:string:{variables}", f"boolean:{str(wait).lower()}"]
+    return device.exec([*call, *arguments])
+
+
+def test_a_new_device_has_a_boot_environment(device):
+    assert device.exec(["bareboxenv", "-l", "/tmp/env", FLASH]).returncode == 0
+
+    assert device.exec(["ls", "/tmp/env"]).stdout.split() == ["boot", "config", "system"]
+    assert "eth0.ethaddr=" in device.read("/tmp/env/config")
+    assert device.read("/tmp/env/config") == device.flash["config"]
+
+
+def test_an_environment_comes_back_as_it_was_stored(device):
+    device.write("/tmp/env/config", "a=1\n")
+    device.write("/tmp/env/bin/init", b"\x00\xff")
+    device.write("/tmp/env/empty", "")
+    device.exec(["mkfifo", "/tmp/env/pipe"], check=True)
+
+    device.exec(["flash_eraseall", FLASH], check=True)
+    device.exec(["bareboxenv", "-s", "/tmp/env", FLASH], check=True)
+    device.exec(["bareboxenv", "-l", "/tmp/back", FLASH], check=True)
+
+    assert device.flash == {"config": "a=1\n", "bin/init": "\x00\udcff", "empty": ""}
+    assert device.exec(["ls", "/tmp/back"]).stdout.split() == ["bin", "config", "empty"]
+    assert device.read_bytes("/tmp/back/bin/init") == b"\x00\xff"
+    assert os.path.getsize(device.state.path("flash")) == flashimage.FLASH_SIZE
+
+
+def test_an_erased_flash_holds_no_environment(device):
+    device.exec(["flash_eraseall", FLASH], check=True)
+
+    result = device.exec(["bareboxenv", "-l", "/tmp/env", FLASH])
+
+    assert result.returncode == 1
+    assert "erased" in result.stderr
+    assert device.read_bytes(FLASH) == b"\xff" * flashimage.FLASH_SIZE
+
+
+@pytest.mark.parametrize("place", [0, 10, 20, 60, 600])
+def test_a_damaged_environment_is_refused(device, place):
+    path = device.state.path("flash")
+    with open(path, "r+b") as flash:
+        flash.seek(place)
+        byte = flash.read(1)[0]
+        flash.seek(place)
+        flash.write(bytes([byte ^ 1]))
+
+    result = device.exec(["bareboxenv", "-l", "/tmp/env", FLASH])
+
+    assert result.returncode == 1
+    assert FLASH in result.stderr and len(result.stderr.splitlines()) == 1
+    assert not device.exists("/tmp/env")
+    with pytest.raises(flashimage.DamagedImage):
+        assert device.flash
+
+
+def test_an_environment_that_is_too_large_is_refused_and_the_flash_kept(device):
+    before = device.flash
+    device.write("/tmp/env/large", "x" * flashimage.FLASH_SIZE)
+
+    result = device.exec(["bareboxenv", "-s", "/tmp/env", FLASH])
+
+    assert result.returncode == 1
+    assert device.flash == before
+
+
+@pytest.mark.parametrize(
+    "command",
+    [
+        ["bareboxenv", "-l", "/tmp/env"],
+        ["bareboxenv", "-x", "/tmp/env", FLASH],
+        ["bareboxenv", "-s", "/nothing", FLASH],
+        ["bareboxenv", "-l", "/tmp/env", "/dev/nothing"],
+        ["flash_eraseall"],
+        ["flash_eraseall", "/dev/nothing"],
+        ["shutdown", "-r", "later"],
+    ],
+)
+def test_a_wrong_call_fails_with_one_line(device, command):
+    result = device.exec(command)
+
+    assert result.returncode == 1
+    assert len(result.stderr.splitlines()) == 1
+    assert not device.exists("/dev/nothing")
+
+
+@pytest.mark.parametrize("program", ["bareboxenv", "flash_eraseall", "shutdown"])
+def test_a_stand_in_refuses_a_real_machine(program, tmp_path):
+    path = os.path.join(simdevice.PROJECT, "device/rootfs/usr/sbin", program)
+    flash = tmp_path / "flash"
+    flash.write_bytes(b"as it was")
+    arguments = {"bareboxenv": ["-s", tmp_path, flash], "flash_eraseall": [flash], "shutdown": ["-r", "now"]}
+
+    result = subprocess.run([path, *arguments[program]], capture_output=True, text=True)
+
+    assert result.returncode == 1
+    assert "refusing to run on a real machine" in result.stderr
+    assert flash.read_bytes() == b"as it was"
+
+
+def test_the_calls_of_any_job_are_recorded_in_order(device):
+    assert call_job(device, "avahi_2ddaemon", "Stop", True).returncode == 0
+    assert call_job(device, "avahi_2ddaemon", "Start", False, "A=1", "B=2").returncode == 0
+    assert call_job(device, "another", "Start", True).returncode == 0
+
+    calls = [(entry["job"], entry["call"], entry["env"], entry["wait"]) for entry in device.upstart_log()]
+    assert calls == [
+        ("avahi_2ddaemon", "Stop", [], True),
+        ("avahi_2ddaemon", "Start", ["A=1", "B=2"], False),
+        ("another", "Start", [], True),
+    ]
+
+
+def test_a_job_of_the_device_runs_and_can_be_waited_for(device):
+    script = """#!/bin/sh
+[ "$1" = stop ] || until [ -e /tmp/go ]; do sleep 0.01; done
+sleep 0.1
+echo "$1" >>/tmp/job
+"""
+    device.write("/etc/init-jobs/ntp", script, mode="755")
+
+    call_job(device, "ntp", "Stop", True)
+    assert device.read("/tmp/job") == "stop\n"
+    call_job(device, "ntp", "Start", False)
+    assert device.read("/tmp/job") == "stop\n"
+    device.write("/tmp/go", "")
+
+    device.wait_for(lambda: device.read("/tmp/job") == "stop\nstart\n", what="the job started without waiting")
+
+
+def test_the_log_of_platform_events_is_read_over_its_rotation(device):
+    device.write("/var/log/qmz/platform.jsonl.1", json.dumps({"call": "first"}) + "\n")
+    device.write("/var/log/qmz/platform.jsonl", json.dumps({"call": "second"}) + '\n{"call": "half')
+
+    assert [entry["call"] for entry in device.platform_log()] == ["first", "second"]
