@@ -38,14 +38,17 @@ install_packages() {
         die "Packages can't be installed: see apt-get's message above, then try again."
 }
 
-# build PRESET [CMAKE-OPTION...]: configures, builds, and lays the install tree under build/PRESET/stage.
+# build PRESET [TARGET...]: configures, builds all or the given targets, and lays the install tree under
+# build/PRESET/stage.
 build() {
-    local preset=$1
+    local preset=$1 log=build/$1.log
     shift
-    mkdir -p build
     say "Building ($preset)"
-    cmake --preset "$preset" "$@" >"build/$preset.log" 2>&1 && cmake --build --preset "$preset" >>"build/$preset.log" 2>&1 ||
-        { tail -n 40 "build/$preset.log" >&2; die "The build failed: see build/$preset.log."; }
-    DESTDIR="$PWD/build/$preset/stage" cmake --install "build/$preset" >>"build/$preset.log" 2>&1 ||
-        die "The install tree can't be laid out: see build/$preset.log."
+    mkdir -p build
+    if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${1+--target "$@"}; } >"$log" 2>&1; then
+        grep -B 2 -A 12 -m 3 -E 'error|Error' "$log" >&2 || tail -n 20 "$log" >&2
+        die "The build failed: see $log."
+    fi
+    DESTDIR="$PWD/build/$preset/stage" cmake --install "build/$preset" >>"$log" 2>&1 ||
+        die "The install tree can't be laid out: see $log."
 }

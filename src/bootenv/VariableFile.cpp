@@ -30,7 +30,7 @@ QByteArray commentLine(const QString &comment)
 
 QString unquotedValue(const QString &value)
 {
-    const QString text = value.trimmed();
+    QString text = value.trimmed();
     if (text.startsWith(u'"') && text.endsWith(u'"'))
         return text.mid(1, text.size() - 2);
     return text;

@@ -4,7 +4,6 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,13 +18,10 @@ void *mapSharedArea()
     const int descriptor = ::shm_open("/qmz_globals", O_RDWR | O_CREAT | O_CLOEXEC, 0660);
     if (descriptor < 0)
         return nullptr;
-    struct stat status
-    {
-    };
-    const bool fits = ::fstat(descriptor, &status) == 0 &&
-                      (status.st_size >= static_cast<off_t>(areaBytes) || ::ftruncate(descriptor, areaBytes) == 0);
+    // Allocated, not merely long enough: with /dev/shm full, the first access to a hole would end the process.
+    const bool allocated = ::posix_fallocate(descriptor, 0, areaBytes) == 0;
     void *const mapped =
-        fits ? ::mmap(nullptr, areaBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0) : MAP_FAILED;
+        allocated ? ::mmap(nullptr, areaBytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0) : MAP_FAILED;
     ::close(descriptor);
     return mapped == MAP_FAILED ? nullptr : mapped;
 }

@@ -13,9 +13,9 @@ OdAccess *OdAccess::getInstance()
 }
 
 void OdAccess::odRegisterObjectSync(int index, int subIndex, int type, unsigned int access, const QString &service,
-                                    const QString &path, const QString &getter, const QString &setter,
+                                    const QString &path, const QString &readMethod, const QString &writeMethod,
                                     const QString &label, unsigned int flags)
 {
     recordCall("OdAccess.odRegisterObjectSync",
-               {index, subIndex, type, access, service, path, getter, setter, label, flags});
+               {index, subIndex, type, access, service, path, readMethod, writeMethod, label, flags});
 }

@@ -3,6 +3,8 @@
 #include "CallRecord.h"
 
 #include <QByteArray>
+#include <QFile>
+#include <QFileInfo>
 #include <QTimer>
 
 #include <fcntl.h>
@@ -10,19 +12,38 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// The kernel makes delay_on and delay_off when the trigger is set.
+const QString ledPath = u"/sys/class/leds/qmz:signal"_s;
+constexpr int maxSeconds = std::numeric_limits<int>::max() / 1000; // more than a Qt timer can take is cut off
+
 void writeLed(const char *attribute, const QByteArray &value)
 {
-    const QByteArray path = QByteArray("/sys/class/leds/qmz:signal/") + attribute;
+    const QByteArray path = QFile::encodeName(ledPath) + '/' + attribute;
     const int descriptor = ::open(path.constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0)
         return;
-    // A device without this LED, or one whose driver refuses, has nothing to show.
-    [[maybe_unused]] const ssize_t taken = ::write(descriptor, value.constData(), static_cast<size_t>(value.size()));
+    if (::write(descriptor, value.constData(), static_cast<size_t>(value.size())) != value.size())
+        qDebug("signal LED: the kernel refused %s as %s, ignoring", value.constData(), attribute);
     ::close(descriptor);
+}
+
+// The kernel makes the two delays when the trigger is set.
+void blinkLed(int phaseMs)
+{
+    const QByteArray phase = QByteArray::number(phaseMs);
+    writeLed("trigger", "timer");
+    writeLed("delay_on", phase);
+    writeLed("delay_off", phase);
+}
+
+void darkenLed()
+{
+    writeLed("trigger", "none");
 }
 
 int blinkMs(int effect)
@@ -53,16 +74,16 @@ void SysCfgAccess::startLedEffect(int durationSeconds, int effect)
 {
     recordCall("SysCfgAccess.startLedEffect", {durationSeconds, effect});
 
-    const QByteArray blink = QByteArray::number(blinkMs(effect));
-    writeLed("trigger", "timer");
-    writeLed("delay_on", blink);
-    writeLed("delay_off", blink);
+    if (!QFileInfo(ledPath).isDir())
+        return;
+    blinkLed(blinkMs(effect));
 
     // A later effect replaces this one, and then this one's end must not end it.
     static unsigned int latest = 0;
     const unsigned int mine = ++latest;
-    QTimer::singleShot(std::chrono::seconds(std::max(durationSeconds, 0)), [mine] {
+    const std::chrono::milliseconds duration = std::chrono::seconds(std::clamp(durationSeconds, 0, maxSeconds));
+    QTimer::singleShot(duration, [mine] {
         if (mine == latest)
-            writeLed("trigger", "none");
+            darkenLed();
     });
 }

@@ -50,7 +50,8 @@ public:
     static void canError(const QString &text, CanError code, const QString &origin);
 
 public Q_SLOTS:
-    // The bus knows no enumerations: Qt offers no slot that takes one, or ends the process when it is called.
+    // For the bus: Qt keeps a slot that takes an enumeration off it, or, with the type registered as an integer, ends
+    // the process when that slot is called.
     static void firmwareUpdate(int stage, const QString &origin);
     static void canError(const QString &text, int code, const QString &origin);
 
