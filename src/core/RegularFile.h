@@ -32,6 +32,6 @@
 [[nodiscard]] QByteArrayView upToNul(QByteArrayView bytes);
 
 /** The text of a file that holds a single value, such as /proc/sys/kernel/hostname: white space taken off both ends,
- *  cut at the first NUL, decoded as local 8-bit text. Nothing when the file can't be opened; an empty (never null) text
- * when there is no value in it. */
+ *  cut at the first NUL, decoded as local 8-bit text. Nothing when the file can't be opened; an empty text when there
+ *  is no value in it. */
 [[nodiscard]] std::optional<QString> readValueFile(const QString &path);

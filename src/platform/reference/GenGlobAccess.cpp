@@ -39,8 +39,8 @@ GenGlobAccess globAcc;
 void GenGlobAccess::attach()
 {
     recordCall("GenGlobAccess.attach");
-    if (void *const shared = mapSharedArea())
-        area = static_cast<quint8 *>(shared);
+    void *const shared = mapSharedArea();
+    area = shared ? static_cast<quint8 *>(shared) : privateArea.data();
 }
 
 quint8 *GenGlobAccess::bytes()

@@ -24,7 +24,7 @@ constexpr int maxSeconds = std::numeric_limits<int>::max() / 1000; // more than 
 void writeLed(const char *attribute, const QByteArray &value)
 {
     const QByteArray path = QFile::encodeName(ledPath) + '/' + attribute;
-    const int descriptor = ::open(path.constData(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    const int descriptor = ::open(path.constData(), O_WRONLY | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0)
         return;
     if (::write(descriptor, value.constData(), static_cast<size_t>(value.size())) != value.size())

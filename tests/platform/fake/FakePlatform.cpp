@@ -18,6 +18,7 @@ namespace {
 struct Platform
 {
     QList<PlatformCall> calls;
+    std::function<void(const PlatformCall &)> observer;
     bool hasCodesys = false;
     bool hasDictionary = false;
     std::array<quint8, 8192> sharedArea{};
@@ -40,7 +41,23 @@ QString argumentText(const QVariant &argument)
 
 void recordCall(const char *call, const QVariantList &args)
 {
-    platform().calls.append({QString::fromLatin1(call), args});
+    const PlatformCall made{QString::fromLatin1(call), args};
+    platform().calls.append(made);
+    if (platform().observer)
+        platform().observer(made);
+}
+
+QString toText(const PlatformCall &call)
+{
+    QStringList arguments;
+    for (const QVariant &argument : call.args)
+        arguments.append(argumentText(argument));
+    return call.name + u'(' + arguments.join(u", "_s) + u')';
+}
+
+void PrintTo(const PlatformCall &call, std::ostream *out)
+{
+    *out << qUtf8Printable(toText(call));
 }
 
 QList<PlatformCall> platformCalls()
@@ -51,18 +68,19 @@ QList<PlatformCall> platformCalls()
 QStringList platformCallTexts()
 {
     QStringList texts;
-    for (const PlatformCall &call : platform().calls) {
-        QStringList arguments;
-        for (const QVariant &argument : call.args)
-            arguments.append(argumentText(argument));
-        texts.append(call.name + u'(' + arguments.join(u", "_s) + u')');
-    }
+    for (const PlatformCall &call : platform().calls)
+        texts.append(toText(call));
     return texts;
 }
 
 void clearPlatformCalls()
 {
     platform().calls.clear();
+}
+
+void onPlatformCall(const std::function<void(const PlatformCall &)> &observer)
+{
+    platform().observer = observer;
 }
 
 void setHasCodesys(bool hasCodesys)
@@ -78,6 +96,11 @@ void setHasObjectDictionary(bool hasDictionary)
 std::span<quint8> fakeSharedArea()
 {
     return platform().sharedArea;
+}
+
+void resetFakePlatform()
+{
+    platform() = {};
 }
 
 bool qmz::NodekeepGlobals::hasCodesys()
@@ -104,11 +127,11 @@ OdAccess *OdAccess::getInstance()
 }
 
 void OdAccess::odRegisterObjectSync(int index, int subIndex, int type, unsigned int access, const QString &service,
-                                    const QString &path, const QString &getter, const QString &setter,
+                                    const QString &path, const QString &readMethod, const QString &writeMethod,
                                     const QString &label, unsigned int flags)
 {
     recordCall("OdAccess.odRegisterObjectSync",
-               {index, subIndex, type, access, service, path, getter, setter, label, flags});
+               {index, subIndex, type, access, service, path, readMethod, writeMethod, label, flags});
 }
 
 SysCfgAccess *SysCfgAccess::getInstance()

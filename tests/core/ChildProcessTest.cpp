@@ -1,0 +1,153 @@
+#include "core/ChildProcess.h"
+
+#include "core/RegularFile.h"
+#include "support/FakeTools.h"
+#include "support/Messages.h"
+#include "support/QtPrinting.h"
+#include "support/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <QDBusConnection>
+#include <QElapsedTimer>
+#include <QFileSystemWatcher>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <signal.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr int soonMs = 50;
+
+class ChildProcessTest : public testing::Test
+{
+protected:
+    FakeTools tools;
+    QProcess process;
+};
+
+TEST_F(ChildProcessTest, MissingToolIsAFailureAtOnce)
+{
+    QElapsedTimer elapsed;
+    elapsed.start();
+
+    EXPECT_FALSE(runTool(process, u"no-such-tool"_s, {}));
+
+    EXPECT_EQ(process.error(), QProcess::FailedToStart);
+    EXPECT_LT(elapsed.elapsed(), toolTimeoutMs);
+}
+
+TEST_F(ChildProcessTest, ToolIsFoundThroughPathAndGetsItsArguments)
+{
+    tools.add(u"tool"_s, "printf '<%s>' \"$@\"\n");
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {u"-x"_s, u""_s, u"a  b"_s, u"$HOME"_s}));
+
+    EXPECT_EQ(process.readAllStandardOutput(), "<-x><><a  b><$HOME>");
+}
+
+TEST_F(ChildProcessTest, ExitStatusIsLeftToTheCaller)
+{
+    tools.add(u"tool"_s, "exit 3\n");
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 3);
+}
+
+TEST_F(ChildProcessTest, CrashedToolHasEnded)
+{
+    tools.add(u"tool"_s, "kill -SEGV $$\n");
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+
+    EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);
+}
+
+TEST_F(ChildProcessTest, ToolThatOverrunsGoesOnUntilItsObjectIsDestroyed)
+{
+    const Messages messages;
+    tools.add(u"tool"_s, "exec sleep 600\n");
+    qint64 id = 0;
+    {
+        QProcess overrunning;
+
+        EXPECT_FALSE(runTool(overrunning, u"tool"_s, {}, soonMs));
+
+        id = overrunning.processId();
+        EXPECT_EQ(overrunning.state(), QProcess::Running);
+        EXPECT_EQ(::kill(static_cast<pid_t>(id), 0), 0);
+    }
+    EXPECT_EQ(::kill(static_cast<pid_t>(id), 0), -1);
+    EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(ChildProcessTest, SecondToolIsNotStartedOnAnObjectWhoseFirstOverran)
+{
+    const Messages messages;
+    tools.add(u"first"_s, "exec sleep 600\n");
+    tools.add(u"second"_s);
+    runTool(process, u"first"_s, {}, soonMs);
+    // Its record, which the first writes before it falls asleep, may come after the time is up.
+    waitUntil([this] { return !tools.calls().isEmpty(); });
+
+    EXPECT_FALSE(runTool(process, u"second"_s, {}, soonMs));
+
+    EXPECT_EQ(process.program(), u"first"_s);
+    EXPECT_EQ(tools.calls(), QStringList{u"first "_s});
+    process.kill();
+    process.waitForFinished(-1);
+}
+
+TEST_F(ChildProcessTest, SecondToolIsStartedOnAnObjectWhoseFirstHasEnded)
+{
+    tools.add(u"first"_s, "exit 1\n");
+    tools.add(u"second"_s);
+    runTool(process, u"first"_s, {});
+
+    EXPECT_TRUE(runTool(process, u"second"_s, {}));
+
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_EQ(tools.calls(), (QStringList{u"first "_s, u"second "_s}));
+}
+
+TEST_F(ChildProcessTest, ToolMayWriteMoreThanAPipeHolds)
+{
+    tools.add(u"tool"_s, "head -c 5000000 /dev/zero\nhead -c 5000000 /dev/zero >&2\n");
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+
+    EXPECT_EQ(process.readAllStandardOutput().size(), 5'000'000);
+    EXPECT_EQ(process.readAllStandardError().size(), 5'000'000);
+}
+
+TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
+{
+    tools.add(u"tool"_s, "sleep 0.3\nexit 5\n");
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}, -1));
+
+    EXPECT_EQ(process.exitCode(), 5);
+}
+
+TEST_F(ChildProcessTest, ToolInheritsOnlyTheThreeStandardStreams)
+{
+    const QTemporaryDir directory;
+    writeFile(directory.filePath(u"file"_s), "content");
+    QFile file;
+    ASSERT_TRUE(openRegularFile(file, directory.filePath(u"file"_s), QIODevice::ReadOnly));
+    ASSERT_TRUE(QDBusConnection::systemBus().isConnected());
+    const QFileSystemWatcher watcher({directory.path()});
+    ASSERT_EQ(watcher.directories(), QStringList{directory.path()});
+    const QString tellOwn = u"n=0; while [ $n -lt 256 ]; do [ -e /proc/$$/fd/$n ] && echo $n; n=$((n + 1)); done"_s;
+
+    EXPECT_TRUE(runTool(process, u"/bin/sh"_s, {u"-c"_s, tellOwn}));
+
+    EXPECT_EQ(process.readAllStandardOutput().simplified(), "0 1 2");
+}
+
+} // namespace

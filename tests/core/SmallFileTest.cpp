@@ -1,0 +1,129 @@
+// What the helpers for small files read and write.
+
+#include "core/RegularFile.h"
+
+#include "support/QtPrinting.h"
+#include "support/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <QTemporaryDir>
+
+#include <sys/mount.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class SmallFileTest : public testing::Test
+{
+protected:
+    QTemporaryDir directory;
+    const QString path = directory.filePath(u"file"_s);
+};
+
+TEST_F(SmallFileTest, AllBytesAreReadBack)
+{
+    const QList<QByteArray> contents{"", "one line\n", QByteArray("a\0b\xff\r\n", 6), QByteArray(5'000'000, 'x')};
+
+    for (const QByteArray &content : contents) {
+        EXPECT_TRUE(writeRegularFile(path, content));
+        EXPECT_EQ(readRegularFile(path), content);
+    }
+}
+
+TEST_F(SmallFileTest, ShorterContentLeavesNothingOfALongerOne)
+{
+    writeFile(path, "a long content");
+
+    EXPECT_TRUE(writeRegularFile(path, "short"));
+
+    EXPECT_EQ(readFile(path), "short");
+}
+
+TEST_F(SmallFileTest, WritingIsInPlace)
+{
+    writeFile(path, "old");
+    ASSERT_TRUE(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner));
+    QFile before(path);
+    ASSERT_TRUE(before.open(QIODevice::ReadOnly));
+
+    EXPECT_TRUE(writeRegularFile(path, "new"));
+
+    EXPECT_EQ(before.readAll(), "new");
+    EXPECT_EQ(QFile::permissions(path) & QFile::ReadOther, QFile::Permissions());
+}
+
+TEST_F(SmallFileTest, FullDiskIsAFailure)
+{
+    ASSERT_EQ(::mount("small", qPrintable(directory.path()), "tmpfs", 0, "size=16k"), 0);
+
+    EXPECT_FALSE(writeRegularFile(path, QByteArray(1'000'000, 'x')));
+    EXPECT_TRUE(writeRegularFile(path, "fits"));
+
+    EXPECT_EQ(::umount(qPrintable(directory.path())), 0);
+}
+
+TEST_F(SmallFileTest, KernelFileIsReadThoughItsSizeIsZero)
+{
+    ASSERT_EQ(QFile(u"/proc/self/status"_s).size(), 0);
+
+    const std::optional<QByteArray> content = readRegularFile(u"/proc/self/status"_s);
+
+    ASSERT_TRUE(content);
+    EXPECT_TRUE(content->startsWith("Name:"));
+    EXPECT_TRUE(content->endsWith('\n'));
+}
+
+TEST(UpToNulTest, CutsAtTheFirstNul)
+{
+    EXPECT_EQ(upToNul("abc").toByteArray(), "abc");
+    EXPECT_EQ(upToNul(QByteArrayView("a\0b\0c", 5)).toByteArray(), "a");
+    EXPECT_EQ(upToNul(QByteArrayView("\0abc", 4)).toByteArray(), "");
+    EXPECT_EQ(upToNul(QByteArrayView()).toByteArray(), "");
+}
+
+struct ValueRow
+{
+    const char *name;
+    QByteArray content;
+    QString value;
+};
+
+class ValueFileTest : public testing::TestWithParam<ValueRow>
+{
+};
+
+TEST_P(ValueFileTest, IsReadAsTheValue)
+{
+    const QTemporaryDir directory;
+    const QString path = directory.filePath(u"value"_s);
+    writeFile(path, GetParam().content);
+
+    const std::optional<QString> value = readValueFile(path);
+
+    ASSERT_TRUE(value);
+    EXPECT_EQ(*value, GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Contents, ValueFileTest,
+                         testing::Values(ValueRow{"Plain", "qmz", u"qmz"_s}, ValueRow{"LineFeed", "qmz\n", u"qmz"_s},
+                                         ValueRow{"WhiteSpaceAround", " \t\r\n qmz\v\f \r\n", u"qmz"_s},
+                                         ValueRow{"WhiteSpaceInside", "a b\nc\n", u"a b\nc"_s},
+                                         ValueRow{"CutAtNul", QByteArray("qmz\0tail", 8), u"qmz"_s},
+                                         ValueRow{"NulFirst", QByteArray("\0qmz", 4), u""_s},
+                                         ValueRow{"TrimmedBeforeTheCut", QByteArray("qmz \0tail\n", 10), u"qmz "_s},
+                                         ValueRow{"Empty", "", u""_s}, ValueRow{"OnlyWhiteSpace", " \n\t\n", u""_s},
+                                         ValueRow{"NonAscii", "ger\xc3\xa4t\n", u"gerät"_s},
+                                         ValueRow{"DamagedUtf8",
+                                                  "a\xff"
+                                                  "b\n",
+                                                  u"a\uFFFDb"_s}),
+                         [](const auto &row) { return std::string(row.param.name); });
+
+TEST(ValueFileOfTheKernelTest, TellsTheHostName)
+{
+    EXPECT_EQ(readValueFile(u"/proc/sys/kernel/hostname"_s), QSysInfo::machineHostName());
+}
+
+} // namespace

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "bootenv/BareboxConfig.h"
+#include "firmware/FwUpdateSettings.h"
+#include "support/FakeTools.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <memory>
+
+/** A boot environment whose tools are scripts and whose flash is a directory.
+ *
+ *  The tools work like the real ones until a test puts others in their places. */
+class BootEnvTest : public testing::Test
+{
+protected:
+    BootEnvTest()
+    {
+        using namespace Qt::StringLiterals;
+
+        removeAll(envPath);
+        tools.add(u"rm"_s, "exec /bin/rm \"$@\"\n");
+        tools.add(u"flash_eraseall"_s, "/bin/rm -rf " + flash() + "/*\n");
+        tools.add(u"bareboxenv"_s,
+                  "case $1 in -l) cp " + flash() + "/* \"$2\";; -s) cp \"$2\"* " + flash() + ";; esac\n");
+    }
+
+    QByteArray flash() const { return QFile::encodeName(flashDirectory.path()); }
+    QString flashFile(const QString &name) const { return flashDirectory.filePath(name); }
+    QString envFile(const QString &name) const { return envPath + name; }
+
+    /** Makes the object under test, and forgets the calls of its construction. */
+    void start()
+    {
+        construct();
+        tools.clearCalls();
+    }
+    void construct() { manager = std::make_unique<FwUpdateSettings>(QStringLiteral("ubifs_1_2"), nullptr); }
+
+    QStringList stores() const
+    {
+        QStringList names;
+        for (const auto *store : manager->findChildren<BareboxConfig *>())
+            names.append(store->objectName());
+        names.sort();
+        return names;
+    }
+
+    const QString envPath = QStringLiteral("/var/run/bareboxenv/");
+    const QString removal = QStringLiteral("rm -r -- /var/run/bareboxenv/");
+    const QString fetch = QStringLiteral("bareboxenv -l /var/run/bareboxenv/ /dev/mtdblock1");
+    const QString erasure = QStringLiteral("flash_eraseall /dev/mtdblock1");
+    const QString storage = QStringLiteral("bareboxenv -s /var/run/bareboxenv/ /dev/mtdblock1");
+
+    QTemporaryDir flashDirectory;
+    FakeTools tools;
+    std::unique_ptr<FwUpdateSettings> manager;
+};

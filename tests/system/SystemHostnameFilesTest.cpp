@@ -1,0 +1,128 @@
+// Reading and changing the host name while one of the files behind it can't be read or written.
+
+#include "system/SystemFixture.h"
+
+#include "support/BindMount.h"
+#include "support/Messages.h"
+#include "support/QtPrinting.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+using testing::ElementsAre;
+
+namespace {
+
+class SystemHostnameFilesTest : public SystemFixture
+{
+protected:
+    void SetUp() override
+    {
+        writeFile(cover, "");
+        ASSERT_EQ(::mkfifo(qPrintable(fifo), 0600), 0);
+        start();
+    }
+
+    const QString cover = directory.filePath(u"cover"_s);
+    const QString fifo = directory.filePath(u"fifo"_s);
+    Messages messages;
+};
+
+TEST_F(SystemHostnameFilesTest, AbsentKernelFileReadsAsTheDefaultNameAndIsNotRemembered)
+{
+    {
+        const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
+
+        EXPECT_EQ(system->getHostname(), u"qmz"_s);
+    }
+    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(system->getHostname(), u"node-1"_s);
+}
+
+TEST_F(SystemHostnameFilesTest, FifoInTheKernelFilesPlaceIsNotWaitedFor)
+{
+    const BindMount unreadable(fifo, kernelPath);
+
+    EXPECT_EQ(system->getHostname(), u"qmz"_s);
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(readFile(storedPath), "node-2\n");
+}
+
+TEST_F(SystemHostnameFilesTest, EmptyKernelFileReadsAsTheEmptyName)
+{
+    const BindMount empty(cover, kernelPath);
+
+    EXPECT_EQ(system->getHostname(), u""_s);
+
+    EXPECT_EQ(rememberedName(), u""_s);
+}
+
+TEST_F(SystemHostnameFilesTest, KernelFileIsTrimmedAndCutAtNul)
+{
+    writeFile(cover, QByteArray(" \tnode-9\0tail \n", 15));
+    const BindMount odd(cover, kernelPath);
+
+    EXPECT_EQ(system->getHostname(), u"node-9"_s);
+}
+
+TEST_F(SystemHostnameFilesTest, KernelGetsTheNameThoughItCannotBeStored)
+{
+    removeAll(storedPath);
+    writeFile(storedPath + u"/inside"_s, "kept");
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(readFile(kernelPath), "node-2\n");
+    EXPECT_EQ(readFile(storedPath + u"/inside"_s), "kept");
+    EXPECT_EQ(rememberedName(), u"node-2"_s);
+}
+
+TEST_F(SystemHostnameFilesTest, StoredFileIsMadeWhereItIsMissing)
+{
+    removeAll(storedPath);
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(readFile(storedPath), "node-2\n");
+}
+
+TEST_F(SystemHostnameFilesTest, NameIsStoredThoughTheKernelFileCannotBeWritten)
+{
+    const BindMount readOnly(kernelPath, kernelPath, MS_RDONLY);
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(readFile(storedPath), "node-2\n");
+    EXPECT_EQ(readFile(kernelPath), "node-1\n");
+    EXPECT_EQ(rememberedName(), u"node-2"_s);
+    EXPECT_EQ(platformCallTexts(), QStringList());
+}
+
+TEST_F(SystemHostnameFilesTest, BothFilesUnwritableStillChangeTheRememberedName)
+{
+    removeAll(storedPath);
+    ASSERT_TRUE(QDir().mkdir(storedPath));
+    const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(rememberedName(), u"node-2"_s);
+    EXPECT_FALSE(fileExists(kernelPath));
+}
+
+TEST_F(SystemHostnameFilesTest, ReportOfTheWatcherWithoutAKernelFileAnnouncesTheRememberedName)
+{
+    const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
+
+    ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "hostnameChanged", Q_ARG(QString, kernelPath)));
+
+    EXPECT_THAT(platformCallTexts(),
+                ElementsAre(u"Upstart.restartNameservices()"_s, u"SystemEvent.deviceNameChange(\"node-1\", \"/\")"_s));
+}
+
+} // namespace
