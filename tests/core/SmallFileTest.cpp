@@ -59,6 +59,7 @@ TEST_F(SmallFileTest, FullDiskIsAFailure)
     ASSERT_EQ(::mount("small", qPrintable(directory.path()), "tmpfs", 0, "size=16k"), 0);
 
     EXPECT_FALSE(writeRegularFile(path, QByteArray(1'000'000, 'x')));
+    EXPECT_FALSE(writeRegularFile(directory.filePath(u"other"_s), "a few bytes, which a buffer would take"));
     EXPECT_TRUE(writeRegularFile(path, "fits"));
 
     EXPECT_EQ(::umount(qPrintable(directory.path())), 0);

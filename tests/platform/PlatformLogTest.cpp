@@ -28,8 +28,9 @@ qint64 sizeOf(const QString &path)
 /** Fills the log so far that `left` bytes are left before it is full. */
 void fillUpTo(qint64 left)
 {
-    const QByteArray head = "{\"args\":[\"";
-    const QByteArray tail = "\"],\"call\":\"Old.call\",\"time\":\"2026-01-01T00:00:00.000Z\"}\n";
+    const QByteArray head = R"({"args":[")";
+    const QByteArray tail = R"("],"call":"Old.call","time":"2026-01-01T00:00:00.000Z"})"
+                            "\n";
     writeFile(platformLogPath, head + QByteArray(maxLogBytes - left - head.size() - tail.size(), 'x') + tail);
     ASSERT_EQ(sizeOf(platformLogPath), maxLogBytes - left);
 }

@@ -15,9 +15,9 @@ const QString eventInterface = u"local.qmz.SystemEvent"_s;
 
 struct Operation
 {
-    const char *name;
+    const char *name = nullptr;
     QVariantList args;
-    const char *logged;
+    const char *logged = nullptr;
 };
 
 const Operation operations[] = {

@@ -183,7 +183,7 @@ TEST(UpstartWithoutInitTest, ReturnsAtOnceWhenNobodyOwnsTheServiceName)
     QElapsedTimer timer;
     timer.start();
 
-    Upstart().start(u"ntp"_s, true);
+    Upstart::start(u"ntp"_s, true);
     Upstart::stop(u"ntp"_s, false);
     Upstart::restartNameservices();
 

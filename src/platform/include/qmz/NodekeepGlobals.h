@@ -24,8 +24,8 @@ public:
     static const QString VARIABLES;
     /** Object name, below "/system", of the constants. A valid element of an object path. */
     static const QString CONSTANTS;
-    /** Directory, without a final slash, that receives firmware packages. It must be "/srv/fwupdate": the update
-     *  kernel looks for them there, and it has to outlive an update. */
+    /** Directory, without a final slash, that receives firmware packages. It must be "/srv/fwupdate", on
+     *  the data partition: what the daemon carries over an update relies on that place. */
     static const QString UPDATE_PATH;
     /** Name of the directory that a firmware package is unpacked into. */
     static const QString FW_DIRNAME;
