@@ -1,0 +1,137 @@
+"""The daemon as a process: one instance, no hang without a bus, signals, silence when idle, what children inherit."""
+
+import concurrent.futures
+import signal
+import subprocess
+import time
+
+import pytest
+from busclient import BusClient
+from insidetools import shadow, shell, start_shadowed
+
+DAEMON = "/usr/sbin/nodekeep"
+NO_NAME = "Registering dbus connection failed."
+
+
+def traces(device):
+    """All that a start of the daemon would change."""
+    listing = "stat -c '%n %i %s %y %z' /run/bareboxenv /run/bareboxenv/* /etc/hostname"
+    return shell(device, f"{listing}; md5sum /dev/mtdblock1 /run/bareboxenv/*"), device.platform_log()
+
+
+def test_a_second_instance_ends_before_it_touches_anything(device, client):
+    before = traces(device)
+
+    second = device.exec([DAEMON], timeout=20)
+
+    assert second.returncode == -signal.SIGABRT
+    assert NO_NAME in second.stderr
+    assert traces(device) == before
+    assert client.owner_pid() == device.daemon_status()["pid"]
+
+
+def test_arguments_are_not_looked_at(device):
+    second = device.exec([DAEMON, "--help", "-x", "--version", ""], timeout=20)
+
+    assert second.returncode == -signal.SIGABRT
+    assert NO_NAME in second.stderr
+    assert second.stdout == ""
+
+
+def test_without_a_bus_it_ends_and_does_not_hang(new_device):
+    alone = new_device.run([DAEMON], ephemeral=True, bus=False, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+    assert alone.returncode == 128 + signal.SIGABRT
+    assert NO_NAME in alone.stderr.decode()
+
+
+@pytest.mark.parametrize("address", ["unix:path=/run/no-bus-here", "unix:path=/etc/hostname", "nonsense", ""])
+def test_with_a_wrong_bus_address_it_ends_and_touches_nothing(device, address):
+    before = traces(device)
+
+    ended = device.exec([DAEMON], env={"DBUS_SYSTEM_BUS_ADDRESS": address}, timeout=20)
+
+    assert ended.returncode == -signal.SIGABRT
+    assert NO_NAME in ended.stderr
+    assert traces(device) == before
+
+
+@pytest.mark.ends_daemon
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGSEGV])
+def test_signals_take_their_default_action(new_device, number):
+    left_alone = {"ASAN_OPTIONS": "handle_segv=0", "UBSAN_OPTIONS": "handle_segv=0", "TSAN_OPTIONS": "handle_segv=0"}
+    new_device.start(env=left_alone)
+
+    shell(new_device, f"kill -{number.value} {new_device.daemon_status()['pid']}")
+
+    new_device.wait_for(lambda: not new_device.daemon_status()["running"], what="the daemon's end")
+    assert new_device.daemon_status()["status"] == -number
+    assert "Got signal" not in new_device.daemon_log()
+
+
+def test_it_starts_again_after_it_was_killed(own_device):
+    shell(own_device, f"kill -KILL {own_device.daemon_status()['pid']}")
+    own_device.wait_for(lambda: not own_device.daemon_status()["running"], what="the daemon's end")
+
+    own_device.start_daemon()
+
+    with BusClient(own_device) as client:
+        assert client.children("/loader") == {"boot", "config", "system"}
+
+
+def test_it_does_not_wake_up_when_there_is_nothing_to_do(device):
+    at_rest = device.wait_for(lambda: quiet_for(device, 0.2), what="the daemon to come to rest")
+
+    time.sleep(2)  # the time over which it is watched
+
+    assert wake_ups(device) == at_rest
+
+
+def quiet_for(device, seconds):
+    """The number of wake-ups if it stays the same for so long."""
+    before = wake_ups(device)
+    time.sleep(seconds)
+    return before if wake_ups(device) == before else None
+
+
+def wake_ups(device):
+    """How often each thread of the daemon went to sleep so far."""
+    status = shell(device, f"grep ^voluntary_ctxt /proc/{device.daemon_status()['pid']}/task/*/status")
+    return sorted(status.splitlines())
+
+
+def test_a_call_that_comes_before_the_daemon_is_ready_is_answered_when_it_is(new_device):
+    new_device.start(daemon=False)
+    shell(new_device, "mkfifo /run/go")
+    shadow(new_device, "bareboxenv", 'read line </run/go; exec /usr/sbin/bareboxenv "$@"')
+    start_shadowed(new_device, wait=False)
+
+    with BusClient(new_device) as client, concurrent.futures.ThreadPoolExecutor() as pool:
+        client.wait_owned()
+        # Nothing of this object exists before the environment is there, so no early answer could be right.
+        answer = pool.submit(client.call, "/system/variables", "getTrimmed", "TIMEZONE")
+        new_device.wait_for(lambda: children(new_device), what="the daemon to wait for its tool")
+        assert not answer.done()
+        shell(new_device, "echo >/run/go")
+
+        assert answer.result() == "Europe/Berlin"
+
+
+def children(device):
+    return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()
+
+
+def test_children_inherit_nothing_but_the_standard_streams(new_device):
+    new_device.start(daemon=False)
+    # The fourth descriptor is the listed directory itself.
+    shadow(new_device, "bareboxenv", 'ls /proc/self/fd >/run/descriptors; exec /usr/sbin/bareboxenv "$@"')
+
+    start_shadowed(new_device)
+
+    assert new_device.read("/run/descriptors").split() == ["0", "1", "2", "3"]
+
+
+def test_tools_leave_no_zombies(device, client):
+    client.call("/loader", "saveEnv")
+
+    assert children(device) == []
