@@ -56,10 +56,10 @@ def test_the_version_tells_the_build(client):
 
 @pytest.mark.parametrize("name", ["version", "githash"])
 def test_the_version_can_not_be_written(client, name):
-    before = client.get("/version", name)
+    before = client.get("/version", "local.Version", name)
 
-    assert client.error_of_set("/version", name, "another") == "PropertyReadOnly"
-    assert client.get("/version", name) == before
+    assert client.error_of_set("/version", "local.Version", name, "another") == "PropertyReadOnly"
+    assert client.get("/version", "local.Version", name) == before
 
 
 def test_the_test_events_have_methods_and_no_properties(client):

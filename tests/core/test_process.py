@@ -7,7 +7,7 @@ import time
 
 import pytest
 from busclient import BusClient
-from insidetools import shadow, shell, start_shadowed
+from insidetools import daemon_children, shadow, shell, start_shadowed
 
 DAEMON = "/usr/sbin/nodekeep"
 NO_NAME = "Registering dbus connection failed."
@@ -110,15 +110,11 @@ def test_a_call_that_comes_before_the_daemon_is_ready_is_answered_when_it_is(new
         client.wait_owned()
         # Nothing of this object exists before the environment is there, so no early answer could be right.
         answer = pool.submit(client.call, "/system/variables", "getTrimmed", "TIMEZONE")
-        new_device.wait_for(lambda: children(new_device), what="the daemon to wait for its tool")
+        new_device.wait_for(lambda: daemon_children(new_device), what="the daemon to wait for its tool")
         assert not answer.done()
         shell(new_device, "echo >/run/go")
 
         assert answer.result() == "Europe/Berlin"
-
-
-def children(device):
-    return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()
 
 
 def test_children_inherit_nothing_but_the_standard_streams(new_device):
@@ -134,4 +130,4 @@ def test_children_inherit_nothing_but_the_standard_streams(new_device):
 def test_tools_leave_no_zombies(device, client):
     client.call("/loader", "saveEnv")
 
-    assert children(device) == []
+    assert daemon_children(device) == []

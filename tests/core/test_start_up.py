@@ -45,7 +45,7 @@ def test_it_comes_up_on_a_device_without_any_of_its_files(new_device):
     new_device.start_daemon()
 
     with BusClient(new_device) as client:
-        assert client.get("/system", "oztversion") == ""
+        assert client.get("/system", "local.System", "oztversion") == ""
         assert client.call("/system/guiLevel3", "variableList") == []
         assert client.children("/loader") == set()
 
@@ -58,7 +58,7 @@ def test_it_waits_for_nothing_that_stands_in_the_place_of_its_files(new_device, 
     new_device.start_daemon()
 
     with BusClient(new_device) as client:
-        assert client.get("/system", "oztversion") == ""
+        assert client.get("/system", "local.System", "oztversion") == ""
         client.call("/system/variables", "syncSet", "TIMEZONE", "Europe/Rome")
         assert client.call("/system/variables", "get", "TIMEZONE") == "Europe/Rome"
 

@@ -1,0 +1,109 @@
+"""What the system tests share: devices, clients of their bus, and a look at the daemon's health after each test."""
+
+import contextlib
+import os
+import sys
+
+import pytest
+
+TESTS = os.path.dirname(os.path.realpath(__file__))
+PROJECT = os.path.dirname(TESTS)
+sys.path[:0] = [os.path.join(PROJECT, "device"), os.path.join(TESTS, "support")]
+
+import busclient  # noqa: E402
+import simdevice  # noqa: E402
+
+STAGE = os.environ.get("NODEKEEP_STAGE") or simdevice.DEFAULT_INSTALL
+COMPLAINTS = ("ERROR: AddressSanitizer", "runtime error", "LeakSanitizer", "ThreadSanitizer", "ASSERT")
+
+used_devices = pytest.StashKey[list]()
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs last")
+    config.addinivalue_line("markers", "ends_daemon: leaves the daemon ended, on purpose")
+
+
+def pytest_collection_modifyitems(items):
+    items.sort(key=lambda item: item.get_closest_marker("slow") is not None)
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    outcome = yield
+    report = outcome.get_result()
+    if report.failed:
+        for device, start in item.stash.get(used_devices, []):
+            report.sections.append(("the daemon's log", device.daemon_log(start)))
+
+
+def pytest_sessionfinish(session):
+    """A test that was skipped has not passed."""
+    reporter = session.config.pluginmanager.get_plugin("terminalreporter")
+    if reporter and reporter.stats.get("skipped") and session.exitstatus == pytest.ExitCode.OK:
+        reporter.write_line("Tests were skipped: that counts as a failure.", red=True)
+        session.exitstatus = pytest.ExitCode.TESTS_FAILED
+
+
+@contextlib.contextmanager
+def watched(device, node):
+    """Lets a test use a device, and sees to it that the daemon has survived it in good health."""
+    start = len(device.daemon_log())
+    node.stash.setdefault(used_devices, []).append((device, start))
+    yield device
+    log = device.daemon_log(start)
+    assert not [line for line in log.splitlines() if any(complaint in line for complaint in COMPLAINTS)]
+    if device.running and not node.get_closest_marker("ends_daemon"):
+        daemon = device.daemon_status()
+        assert daemon is None or daemon["running"], f"the daemon ended with status {daemon['status']}"
+
+
+@pytest.fixture
+def device_class():
+    """What the devices of a test are made of; a folder's own conftest.py may put a class that knows more here."""
+    return simdevice.SimulatedDevice
+
+
+@pytest.fixture
+def new_device(request, tmp_path, device_class):
+    """A new device that is not started yet, so that its flash and files can be prepared."""
+    device = device_class(tmp_path / "state", STAGE)
+    try:
+        with watched(device, request.node):
+            yield device
+    finally:
+        device.power_cut()
+
+
+@pytest.fixture
+def own_device(new_device):
+    """A running device that only this test has."""
+    new_device.start()
+    return new_device
+
+
+@pytest.fixture(scope="module")
+def module_device(tmp_path_factory):
+    with simdevice.SimulatedDevice(tmp_path_factory.mktemp("device") / "state", STAGE) as device:
+        yield device
+
+
+@pytest.fixture
+def device(request, module_device):
+    """A running device that the tests of a module share."""
+    with watched(module_device, request.node):
+        yield module_device
+
+
+@pytest.fixture
+def client(device):
+    """A client on the shared device."""
+    with busclient.BusClient(device) as client:
+        yield client
+
+
+@pytest.fixture
+def own_client(own_device):
+    """A client on the test's own device."""
+    with busclient.BusClient(own_device) as client:
+        yield client

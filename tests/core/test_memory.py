@@ -1,0 +1,73 @@
+"""The daemon's memory stays what it is, however long clients call it."""
+
+import os
+
+import dbus
+import pytest
+from busclient import BusClient
+from insidetools import resident_kib
+
+GROWTH_KIB = 1024
+
+ROUND = {
+    "values": lambda client: client.call("/loader/config", "getAll"),
+    "texts": lambda client: client.call("/loader/config", "set", "console", "x" * 10_000),
+    "selections": lambda client: client.call("/loader", "lookupConfig", "nothing"),
+    "properties": lambda client: client.get_all("/system", "local.System"),
+    "descriptions": lambda client: client.introspect("/system"),
+    "unknown methods": lambda client: client.error_of("/system", "nothing", "x" * 10_000),
+    "unknown objects": lambda client: client.error_of("/no/such/object", "get", "a"),
+    "wrong arguments": lambda client: client.error_of("/loader", "setEnv", dbus.Int32(1), signature="i"),
+    "refused names": lambda client: client.set("/system", "local.System", "hostname", "no host name"),
+    "events": lambda client: client.call("/testsystemevent", "reboot", "/" * 1000),
+}
+
+
+@pytest.fixture
+def sparing_client(new_device):
+    """A client of a daemon whose sanitizer, if any, gives freed memory back at once."""
+    options = os.environ.get("ASAN_OPTIONS", "")
+    new_device.start(env={"ASAN_OPTIONS": f"{options}:quarantine_size_mb=0:thread_local_quarantine_size_kb=0"})
+    with BusClient(new_device) as client:
+        yield client
+
+
+def test_thousands_of_calls_do_not_make_the_daemon_grow(new_device, sparing_client):
+    def work(rounds):
+        for _ in range(rounds):
+            for call in ROUND.values():
+                call(sparing_client)
+
+    work(50)
+    before = resident_kib(new_device)
+
+    work(200)
+
+    assert resident_kib(new_device) - before < GROWTH_KIB
+
+
+def test_clients_that_come_and_go_do_not_make_the_daemon_grow(new_device, sparing_client):
+    def work(clients):
+        for _ in range(clients):
+            with BusClient(new_device) as client:
+                client.call("/loader", "lookupConfig", "config")
+
+    work(100)
+    before = resident_kib(new_device)
+
+    work(500)
+
+    assert resident_kib(new_device) - before < GROWTH_KIB
+
+
+def test_large_messages_are_given_back(new_device, sparing_client):
+    def work(messages):
+        for count in range(messages):
+            sparing_client.call("/system/guiLevel1", "set", "large", str(count) * 1_000_000)
+
+    work(5)
+    before = resident_kib(new_device)
+
+    work(50)
+
+    assert resident_kib(new_device) - before < 20 * GROWTH_KIB
