@@ -41,6 +41,7 @@ def pytest_sessionfinish(session):
     """A test that was skipped has not passed."""
     reporter = session.config.pluginmanager.get_plugin("terminalreporter")
     if reporter and reporter.stats.get("skipped") and session.exitstatus == pytest.ExitCode.OK:
+        reporter.ensure_newline()
         reporter.write_line("Tests were skipped: that counts as a failure.", red=True)
         session.exitstatus = pytest.ExitCode.TESTS_FAILED
 

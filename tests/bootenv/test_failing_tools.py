@@ -5,7 +5,6 @@ from busclient import BusClient
 from insidetools import SHADOWED_PATH, daemon_children, shadow, shell, start_shadowed
 
 
-
 def assert_all_unset(client):
     assert client.children("/loader") == set()
     assert client.call("/loader", "getEnv", "ip") == ""
@@ -82,8 +81,8 @@ def test_a_tool_that_fails_leaves_what_it_unpacked(new_device, end):
 
 def test_a_tool_may_leave_anything_in_the_directory(new_device):
     new_device.start(daemon=False)
-    mess = "cd $2; mkdir dir; mkfifo pipe; ln -s /nowhere dangling; ln -s /etc/variables link; echo b=2 >.hidden; echo a=1 >x"
-    shadow(new_device, "bareboxenv", mess)
+    links = "ln -s /nowhere dangling; ln -s /etc/variables link"
+    shadow(new_device, "bareboxenv", f"cd $2; mkdir dir; mkfifo pipe; {links}; echo b=2 >.hidden; echo a=1 >x")
 
     start_shadowed(new_device)
 

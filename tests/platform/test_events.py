@@ -22,6 +22,18 @@ EVENTS = {
     "pwResetMacError": ("/",),
 }
 
+TEXTS = {
+    "empty": "",
+    "quote": '"',
+    "backslash": "\\",
+    "lines": "\n\r\t",
+    "controls": "".join(map(chr, range(1, 32))),
+    "separators": "\x7f\u2028",
+    "scripts": "größe \u4e2d \U0001f600",
+    "format": "%s%n",
+    "long": "x" * 500_000,
+}
+
 
 def last_event(device):
     event = device.platform_log()[-1]
@@ -46,11 +58,7 @@ def test_any_number_is_recorded(device, client, number):
     assert last_event(device) == ("SystemEvent.firmwareUpdate", [number, "/"])
 
 
-@pytest.mark.parametrize(
-    "text",
-    ["", '"', "\\", "\n\r\t", "".join(map(chr, range(1, 32))), "\x7f\u2028", "größe \u4e2d \U0001f600", "%s%n", "x" * 500_000],
-    ids=["empty", "quote", "backslash", "line", "controls", "separators", "scripts", "format", "long"],
-)
+@pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS)
 def test_any_text_is_recorded_as_it_is(device, client, text):
     client.call(PATH, "codesysFileRemoved", text, "/loader")
 
@@ -69,7 +77,8 @@ def test_the_log_does_not_grow_without_bound_and_loses_nothing_recent(own_device
 
     sizes = [int(own_device.exec(["stat", "-c", "%s", path], check=True).stdout) for path in (LOG, f"{LOG}.1")]
     assert max(sizes) <= 1024 * 1024 + 60_000
-    origins = [line["args"][1] for line in own_device.platform_log() if line["call"] == "SystemEvent.codesysFileRemoved"]
+    events = [line for line in own_device.platform_log() if line["call"] == "SystemEvent.codesysFileRemoved"]
+    origins = [event["args"][1] for event in events]
     assert origins == [f"/{number}" for number in range(30)][-len(origins) :]
     assert len(origins) > 15
 
