@@ -5,7 +5,14 @@ packages=(
     dbus-daemon dbus-bin systemd util-linux iproute2
     python3 python3-dbus python3-gi python3-pytest python3-dbusmock)
 
-say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+# Colours are for people at a terminal, not for files.
+if [ -t 1 ]; then
+    bold=$'\033[1m' cyan=$'\033[36m' yellow=$'\033[33m' plain=$'\033[0m'
+else
+    bold='' cyan='' yellow='' plain=''
+fi
+
+say() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
 
 # Ends with one line that says what to do.
 die() {
@@ -13,13 +20,14 @@ die() {
     exit 1
 }
 
+# Asked first of all, so that nobody waits for a build that is of no use to him.
+[ "$(id -u)" = 0 ] || command -v sudo >/dev/null || die "This needs root: run it as root, or install sudo."
+
 as_root() {
     if [ "$(id -u)" = 0 ]; then
         "$@"
-    elif command -v sudo >/dev/null; then
-        sudo -- "$@"
     else
-        die "This needs root: run it as root, or install sudo."
+        sudo -- "$@"
     fi
 }
 
@@ -45,6 +53,7 @@ build() {
     shift
     say "Building ($preset)"
     mkdir -p build
+    : 2>/dev/null >"$log" || die "build/ belongs to another user: run this as that user, or remove build/."
     if ! { cmake --preset "$preset" && cmake --build --preset "$preset" ${1+--target "$@"}; } >"$log" 2>&1; then
         grep -B 2 -A 12 -m 3 -E 'error|Error' "$log" >&2 || tail -n 20 "$log" >&2
         die "The build failed: see $log."

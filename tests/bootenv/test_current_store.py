@@ -120,6 +120,16 @@ def test_a_deleted_store_is_gone_and_the_main_one_selected(device, client):
     assert client.call("/loader", "getEnv", "eth0.ethaddr") == "00:11:22:33:44:55"
 
 
+def test_a_call_that_already_waits_during_a_deletion_finds_no_store_either(client):
+    add_store(client, "doomed", colour="blue")
+    client.call("/loader/doomed", "save")
+
+    client.send("/loader", "saveEnvNoRestore")  # keeps the daemon busy while the others come in
+    client.send("/loader", "delConfig", "doomed")
+
+    assert not client.call("/loader", "lookupConfig", "doomed")
+
+
 def test_a_store_without_a_file_can_not_be_deleted_but_the_main_one_is_selected(client):
     add_store(client, "unsaved", colour="blue")
 
