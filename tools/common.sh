@@ -1,9 +1,9 @@
 # What ./run, ./test and bench/run share: sourced by bash from the project's root.
 
 packages=(
-    cmake ninja-build g++ qt6-base-dev libudev-dev libgtest-dev libgmock-dev
+    cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin systemd util-linux iproute2
-    python3 python3-dbus python3-gi python3-pytest python3-dbusmock)
+    python3 python3-dbus python3-gi python3-pytest python3-dbusmock procps wget)
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then

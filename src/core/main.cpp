@@ -1,7 +1,9 @@
 #include "bootenv/BareboxConfig.h"
+#include "core/Constants.h"
 #include "core/CrashBacktrace.h"
 #include "core/Version.h"
 #include "firmware/FwUpdateSettings.h"
+#include "firmware/Udevmonitor.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>
@@ -57,8 +59,13 @@ int main(int argc, char **argv)
     qmz::qmzlog.setSyslogLevelWarning();
 
     // An object's name under its parent is its address on the bus, so order and names here are part of the interface.
+    auto *const blockMonitor = new Udevmonitor("bdi", &application);
     auto *const updateManager = new FwUpdateSettings(u"ubifs_1_2"_s, &application);
+    // The receivers are protected slots, so these connections go by name.
+    QObject::connect(blockMonitor, SIGNAL(add(udev_device *)), updateManager, SLOT(addBlock(udev_device *)));
+    QObject::connect(blockMonitor, SIGNAL(remove(udev_device *)), updateManager, SLOT(removeBlock(udev_device *)));
     auto *const system = new System(nullptr);
+    new Constants(system);
     new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
 
     qmz::SystemEvent testEvent;

@@ -1,32 +1,70 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
 #include <QString>
+#include <QThread>
 
 class BareboxConfig;
+class NandUpdate;
+class QDir;
+struct FirmwareControl;
+struct udev_device;
 
-/** The owner of the boot environment, on the bus at qmz::NodekeepGlobals::LOADER_PATH.
+/** The owner of the boot environment and of the firmware on the data partition, on the bus at
+ *  qmz::NodekeepGlobals::LOADER_PATH.
  *
- *  The boot loader keeps its environment in a flash partition. While the daemon runs, it lies unpacked in `envPath`,
- *  a small variable file each, and every file is a BareboxConfig child of this object, reachable on the bus under its
- *  file name. Variables are changed in memory; `saveEnv` alone brings them to the flash.
+ *  **Boot environment.** The boot loader keeps its environment in a flash partition. While the daemon runs, it lies
+ *  unpacked in `envPath`, a small variable file each, and every file is a BareboxConfig child of this object, reachable
+ *  on the bus under its file name. Variables are changed in memory; `saveEnv` alone brings them to the flash.
  *
  *  One of the stores is the current one, on which `getEnv` and `setEnv` act. There is one current store for all
  *  clients, and many calls select another: a client that must be sure selects it right before each access, or calls the
  *  store's own object.
  *
- *  Calls that run tools block the whole service while the tools run, up to 30 seconds each, and tell nobody how it
- *  went. */
+ *  **Firmware.** A package arrives by the web server's signal or by download, is unpacked, tested and kept as a
+ * numbered directory below qmz::NodekeepGlobals::UPDATE_PATH, with a NandUpdate child of this object as its record.
+ * Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash. Each stage is
+ * told by the event firmwareUpdate and by the LEDs, failures by these alone.
+ *
+ *  **First start.** After a flash or a factory initialisation a marker is found at start. The device then reboots once
+ *  more: when the data partition is mounted and the system configuration manager has started, in either order.
+ *
+ *  Calls that run tools block the whole service while the tools run, up to 30 seconds each where nothing else is said,
+ *  and tell nobody how it went. */
 class FwUpdateSettings : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "local.FwUpdateSettings")
+    /** An update's saved settings were found on this start. It does not tell whether the flash went wrong. */
+    Q_PROPERTY(bool updateFailed READ getUpdateFailed)
+    /** Keep a package that arrives and don't start it. False at every start of the daemon. */
+    Q_PROPERTY(bool onlyUploadFirmware MEMBER onlyUploadFirmware)
+    /** This start is the first after a flash or a factory initialisation. */
+    Q_PROPERTY(bool factoryInit READ getFactoryInit)
+    /** Settings were restored on this start, or it is a first start and the data partition is ready. */
+    Q_PROPERTY(bool fwUpdated READ getFwUpdated)
 
 public:
-    /** Registers the object on the bus, fetches the boot environment and selects the store "config".
+    /** Registers the object on the bus, fetches the boot environment, selects the store "config" and looks for the
+     *  markers of a first start. With the data partition mounted, scans it for firmware. Ends the process when the
+     *  bus refuses the signals that it needs.
      *
      *  @param watchedDevice name of the data partition's device in the kernel's "bdi" subsystem */
     FwUpdateSettings(const QString &watchedDevice, QObject *parent);
+    ~FwUpdateSettings() override;
+
+    FwUpdateSettings(const FwUpdateSettings &) = delete;
+    FwUpdateSettings &operator=(const FwUpdateSettings &) = delete;
+
+    /** Makes the record of a firmware and lists it.
+     *  @param path the firmware's directory, with or without the directories above it */
+    NandUpdate *addNandUpdate(const QString &path, const QString &version, const QString &releasename,
+                              const QString &svnversion, const QString &minUpdaterVer, const QString &date);
+
+Q_SIGNALS:
+    /** The data partition is to be scanned. */
+    void scan();
 
 public Q_SLOTS:
     /** Selects a store.
@@ -63,16 +101,74 @@ public Q_SLOTS:
      *  first: a power cut between the two leaves it empty. */
     void saveEnvNoRestore();
 
+    /** Reboots if this start's settings are in place, else as soon as they are. */
+    void armReboot();
+    /** Reboots the device. */
+    void reboot();
+
+    bool getUpdateFailed() const { return updateFailed; }
+    bool getFactoryInit() const { return factoryInit; }
+    bool getFwUpdated() const { return fwUpdated; }
+
+    /** Deletes every firmware but the one that was numbered last; all of them when that one is gone or incomplete.
+     *  @return true */
+    bool cleanupFirmwareUpdates();
+    /** Has the boot stage install a firmware, by its directory's name: saves the boot environment and the settings
+     *  and reboots. Nothing happens for a name that is no directory. */
+    void startUpdateNand(const QString &fwversion);
+    /** Downloads a package, and takes it in when it has come. An invalid address is not reported. */
+    void startUpdateHttp(const QString &url);
+    /** The same from the maker's build server. */
+    void startUpdateHttp();
+    /** The records as a JSON array, in list order. Not escaped: see NandUpdate::jsonObject. */
+    QString jsonFwUpdates() const;
+
+protected Q_SLOTS:
+    void fileUploaded(const QString &fname, const QString &rname);
+    void httpDownloadFinished(int retval);
+    void tarFinished(int status);
+    void removeNandUpdate();
+    void addBlock(udev_device *dev);
+    void removeBlock(udev_device *dev);
+    void setFreeNr(int freeNr);
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+    void childEvent(QChildEvent *event) override;
+
 private:
     BareboxConfig *findConfig(const QString &name) const;
     void setMainVariable(const QString &name, const QString &value);
-    void fetchBootEnv();
+    QString mainVariable(const QString &name);
     QString minFwVersion();
     QString ethernetAddress();
-    QString mainVariable(const QString &name);
+    void fetchBootEnv();
 
+    void checkStartMarkers();
+    static bool srvMounted();
+    void finishSrvStart();
+    void startScan();
+    void clearNandUpdates();
+    void forgetNandUpdate(const QObject *record);
+
+    void startTool(const QString &program, const QStringList &arguments, void (FwUpdateSettings::*finished)(int));
+    void unpackFirmware(const QString &fname);
+    void takeFirmware(QDir firmware);
+    bool isAcceptable(const QDir &firmware, const FirmwareControl &control);
+    bool checkMd5(const QDir &dir, const QString &name);
+    static void signalFirmwareFailure();
+
+    bool factoryInit = false;
     BareboxConfig *currentConfig = nullptr; // not owned; null until a store is selected, and after a failed look-up
     const QString envPath;
     const QString envDevice;
+    bool onlyUploadFirmware = false;
+    int freeNr = 0;
+    QList<NandUpdate *> nandUpdates; // children of this object
+    QString uploadedFile;            // the package being unpacked
     const QString watchedBlock;
+    bool fwUpdated = false;
+    bool updateFailed = false;
+    bool rebootArmed = false;
+    QThread scanThread;
 };

@@ -55,6 +55,16 @@ ARGUMENTS = {
 PING_LIMIT = 10
 
 
+@pytest.fixture(scope="module")
+def module_device(module_device):
+    """A device on which a reboot is asked for and does not happen, and nothing is to be had from the network."""
+    shadow(module_device, "shutdown", "exit 0")
+    shadow(module_device, "wget", "exit 8")
+    module_device.stop_daemon()
+    start_shadowed(module_device)
+    return module_device
+
+
 def value_of(kind):
     value = ARGUMENTS[kind]
     return value(0) if value is dbus.types.UnixFd else value
@@ -86,21 +96,28 @@ def test_a_message_needs_no_interface(client):
     assert client.call("/loader/system", "getTrimmed", "article", interface=None) == "QMZ-2040"
 
 
+def without_parameters(methods):
+    """The names that can be called without arguments, and so with any: what a method does not take is not looked at."""
+    return {(method.path, method.name) for method in methods if not method.signature}
+
+
 def test_every_method_refuses_every_wrong_kind_of_argument(client):
+    loose = without_parameters(client.methods())
     for method in client.methods():
         for wrong in (*ARGUMENTS, "si", "ssss", "ii"):
             if wrong == method.signature:
                 continue
             values = [value_of(wrong)] if wrong in ARGUMENTS else [value_of(kind) for kind in wrong]
             error = answered(client, method.path, method.name, *values, interface=method.interface, signature=wrong)
-            if method.signature:  # without parameters it does not look at what it is given
+            if (method.path, method.name) not in loose:
                 assert error == "UnknownMethod", (method, wrong)
     client.ping()
 
 
 def test_every_method_refuses_a_call_without_its_arguments(client):
+    loose = without_parameters(client.methods())
     for method in client.methods():
-        if method.signature:
+        if (method.path, method.name) not in loose:
             assert answered(client, method.path, method.name, interface=method.interface) == "UnknownMethod"
 
 

@@ -31,9 +31,14 @@ protected:
     BusClient client;
 };
 
-TEST_F(FwUpdateSettingsBusTest, OffersItsSlotsInOrder)
+TEST_F(FwUpdateSettingsBusTest, OffersItsMembersInOrder)
 {
     const QStringList expected{
+        u"property updateFailed b read"_s,
+        u"property onlyUploadFirmware b readwrite"_s,
+        u"property factoryInit b read"_s,
+        u"property fwUpdated b read"_s,
+        u"signal scan()"_s,
         u"method lookupConfig(s) -> b"_s,
         u"method addConfig(s)"_s,
         u"method delConfig(s) -> b"_s,
@@ -46,6 +51,16 @@ TEST_F(FwUpdateSettingsBusTest, OffersItsSlotsInOrder)
         u"method loadEnv()"_s,
         u"method saveEnv()"_s,
         u"method saveEnvNoRestore()"_s,
+        u"method armReboot()"_s,
+        u"method reboot()"_s,
+        u"method getUpdateFailed() -> b"_s,
+        u"method getFactoryInit() -> b"_s,
+        u"method getFwUpdated() -> b"_s,
+        u"method cleanupFirmwareUpdates() -> b"_s,
+        u"method startUpdateNand(s)"_s,
+        u"method startUpdateHttp(s)"_s,
+        u"method startUpdateHttp()"_s,
+        u"method jsonFwUpdates() -> s"_s,
     };
 
     EXPECT_EQ(client.members(path, interfaceName), expected);

@@ -1,0 +1,21 @@
+#include "firmware/FirmwareName.h"
+
+#include <QRegularExpression>
+
+#include <limits>
+
+using namespace Qt::StringLiterals;
+
+int firmwareIndex(const QString &name)
+{
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[^0-9]*([0-9]+)"_s));
+    const QRegularExpressionMatch match = pattern.match(name);
+    return match.hasMatch() ? match.captured(1).toInt() : -1;
+}
+
+int firmwareNumber(const QString &name)
+{
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"fwupdate([0-9]*)"_s));
+    const int number = pattern.match(name).captured(1).toInt();
+    return number < std::numeric_limits<int>::max() ? number : 0;
+}

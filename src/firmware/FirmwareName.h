@@ -1,0 +1,11 @@
+#pragma once
+
+#include <QString>
+
+/** The number at the end of a firmware directory's name; -1 for a name that does not end in digits or has digits
+ *  elsewhere too. A number that no int holds counts as 0. */
+[[nodiscard]] int firmwareIndex(const QString &name);
+
+/** The number that a directory on the data partition takes up: that of "fwupdate<number>", and 0 for any other name or
+ *  for a number that has no successor in an int. */
+[[nodiscard]] int firmwareNumber(const QString &name);

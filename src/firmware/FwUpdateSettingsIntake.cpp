@@ -1,0 +1,205 @@
+// Firmware intake: from a package, uploaded or downloaded, to a numbered directory on the data partition.
+
+#include "firmware/FwUpdateSettings.h"
+
+#include "bootenv/BareboxConfig.h"
+#include "core/ChildProcess.h"
+#include "core/RegularFile.h"
+#include "firmware/FirmwareControl.h"
+#include "firmware/NandUpdate.h"
+
+#include <qmz/NodekeepGlobals.h>
+#include <qmz/SysCfgAccess.h>
+#include <qmz/SystemEvent.h>
+
+#include <QDebug>
+#include <QDir>
+#include <QProcess>
+#include <QUrl>
+
+using namespace Qt::StringLiterals;
+using qmz::NodekeepGlobals;
+using qmz::SystemEvent;
+
+namespace {
+
+const QString downloadedFile = u"/tmp/fwupdate"_s;
+constexpr int noLimitMs = -1;
+
+// What a shell tells of a command that can't be started.
+constexpr int notStarted = 127;
+
+void tellStage(SystemEvent::FileUpload stage)
+{
+    SystemEvent::firmwareUpdate(stage, u"/"_s);
+}
+
+void showEffect(int seconds, int effect)
+{
+    SysCfgAccess::getInstance()->startLedEffect(seconds, effect);
+}
+
+void removeDirectory(const QDir &directory)
+{
+    QProcess remove;
+    runTool(remove, u"rm"_s, {u"-rf"_s, directory.absolutePath()}, noLimitMs);
+}
+
+/** The digest in what md5sum prints: "digest, two blanks, file name". */
+QByteArray digest(const QByteArray &md5sumText)
+{
+    const qsizetype end = md5sumText.indexOf("  ");
+    return end < 0 ? md5sumText : md5sumText.first(end);
+}
+
+} // namespace
+
+void FwUpdateSettings::signalFirmwareFailure()
+{
+    showEffect(10, 1);
+    tellStage(SystemEvent::UpdateFailed);
+}
+
+void FwUpdateSettings::startTool(const QString &program, const QStringList &arguments,
+                                 void (FwUpdateSettings::*finished)(int))
+{
+    auto *const tool = new QProcess(this);
+    // What it prints is of no use here, and must not pile up in memory.
+    tool->setStandardOutputFile(QProcess::nullDevice());
+    tool->setStandardErrorFile(QProcess::nullDevice());
+    connect(tool, &QProcess::finished, this, finished);
+    connect(tool, &QProcess::errorOccurred, this, [this, finished](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            (this->*finished)(notStarted);
+    });
+    tool->start(program, arguments, QIODevice::ReadWrite);
+}
+
+void FwUpdateSettings::fileUploaded(const QString &fname, const QString &rname)
+{
+    if (!fname.endsWith(u"fwupdate"_s))
+        return;
+
+    uploadedFile = fname;
+    qDebug() << "fwupdate file upload:" << fname << " " << rname;
+    unpackFirmware(fname);
+}
+
+void FwUpdateSettings::unpackFirmware(const QString &fname)
+{
+    tellStage(SystemEvent::PackageReceived);
+
+    QDir target(NodekeepGlobals::UPDATE_PATH);
+    if (!target.exists()) {
+        const QString name = target.dirName();
+        target.cdUp();
+        target.mkdir(name);
+        target.cd(name);
+    }
+    qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
+    startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FwUpdateSettings::tarFinished);
+}
+
+void FwUpdateSettings::startUpdateHttp(const QString &url)
+{
+    showEffect(60, 2);
+    const QUrl address(url);
+    if (!address.isValid())
+        return;
+    startTool(u"wget"_s, {u"-O"_s, downloadedFile, address.toString()}, &FwUpdateSettings::httpDownloadFinished);
+}
+
+void FwUpdateSettings::startUpdateHttp()
+{
+    startUpdateHttp(NodekeepGlobals::DEFAULT_UPDATE_URL);
+}
+
+void FwUpdateSettings::httpDownloadFinished(int retval)
+{
+    showEffect(60, 3);
+    auto *const wget = qobject_cast<QProcess *>(sender());
+    if (retval == 0 && !(wget && wget->exitStatus() == QProcess::CrashExit)) {
+        fileUploaded(downloadedFile, u"fwupdate-0.qmz"_s);
+    } else {
+        QFile::remove(downloadedFile);
+        qWarning("firmware download failed");
+        signalFirmwareFailure();
+    }
+    if (wget)
+        wget->deleteLater();
+}
+
+void FwUpdateSettings::tarFinished(int status)
+{
+    showEffect(60, 5);
+    QFile::remove(uploadedFile);
+
+    auto *const tar = qobject_cast<QProcess *>(sender());
+    if (!tar)
+        return;
+    if (status != 0 || tar->exitStatus() == QProcess::CrashExit) {
+        qWarning("firmware package can't be unpacked: tar ended with %d", status);
+        signalFirmwareFailure();
+        return; // the process object stays, a child of this one
+    }
+    tar->deleteLater();
+    uploadedFile.clear();
+
+    QDir firmware(NodekeepGlobals::UPDATE_PATH);
+    tellStage(SystemEvent::PackageUnpacked);
+    if (!firmware.cd(NodekeepGlobals::FW_DIRNAME)) {
+        signalFirmwareFailure();
+        return;
+    }
+    takeFirmware(firmware);
+}
+
+void FwUpdateSettings::takeFirmware(QDir firmware)
+{
+    const FirmwareControl control = readFirmwareControl(QDir(firmware.canonicalPath()));
+    if (!isAcceptable(firmware, control)) {
+        signalFirmwareFailure();
+        removeDirectory(firmware);
+        return;
+    }
+
+    const QString name = u"fwupdate"_s + QString::number(freeNr++);
+    const QString unpacked = firmware.absolutePath();
+    firmware.cdUp();
+    QProcess move;
+    runTool(move, u"mv"_s, {unpacked, firmware.absoluteFilePath(name)}, noLimitMs);
+
+    NandUpdate *const record = addNandUpdate(name, control.version, control.releasename, control.svnversion,
+                                             control.minUpdaterVer, control.date);
+    if (!onlyUploadFirmware)
+        record->startUpdate();
+}
+
+bool FwUpdateSettings::isAcceptable(const QDir &firmware, const FirmwareControl &control)
+{
+    // Versions are compared as numbers: 1.10 is below 1.9, and a text that is no number counts as 0.
+    if (mainVariable(u"min_fwversion"_s).toFloat() > control.version.toFloat())
+        return false;
+
+    bool isNumber = false;
+    if (control.minUpdaterVer.toInt(&isNumber) > NodekeepGlobals::MIN_UPDATE_VERSION || !isNumber)
+        return false;
+
+    if (!checkMd5(firmware, u"linuximage"_s))
+        return false;
+    tellStage(SystemEvent::KernelVerified);
+    if (!checkMd5(firmware, u"root.ubi"_s))
+        return false;
+    tellStage(SystemEvent::RootImageVerified);
+    return true;
+}
+
+bool FwUpdateSettings::checkMd5(const QDir &dir, const QString &name)
+{
+    QProcess md5sum(this);
+    runTool(md5sum, u"md5sum"_s, {dir.absoluteFilePath(name)}, noLimitMs);
+    const QByteArray computed = digest(md5sum.readAllStandardOutput());
+
+    const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));
+    return shipped && computed == digest(*shipped);
+}

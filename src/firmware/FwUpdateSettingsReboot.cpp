@@ -1,0 +1,34 @@
+// The way down: all deliberate restarts of the device go through here.
+
+#include "firmware/FwUpdateSettings.h"
+
+#include "core/ChildProcess.h"
+
+#include <qmz/SystemEvent.h>
+#include <qmz/Upstart.h>
+
+#include <QFile>
+#include <QProcess>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+void FwUpdateSettings::armReboot()
+{
+    if (fwUpdated)
+        reboot();
+    else
+        rebootArmed = true;
+}
+
+void FwUpdateSettings::reboot()
+{
+    Upstart::stop(u"dorlanserver"_s, false);
+    QFile::remove(u"/new_firmware"_s);
+    ::sync();
+    qmz::SystemEvent::reboot(u"/"_s);
+
+    QProcess shutdown;
+    runTool(shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s});
+}

@@ -1,0 +1,68 @@
+#include "firmware/FwUpdateWorker.h"
+
+#include "core/ChildProcess.h"
+#include "firmware/FirmwareControl.h"
+#include "firmware/FirmwareName.h"
+#include "firmware/FwUpdateSettings.h"
+
+#include <qmz/NodekeepGlobals.h>
+
+#include <QDebug>
+#include <QProcess>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+bool isComplete(const QDir &firmware)
+{
+    static const std::array required{u"linuximage"_s, u"linuximage.md5"_s, u"root.ubi"_s, u"root.ubi.md5"_s,
+                                     u"control"_s};
+    return std::all_of(required.begin(), required.end(), [&](const QString &name) { return firmware.exists(name); });
+}
+
+} // namespace
+
+FwUpdateWorker::FwUpdateWorker(FwUpdateSettings *settingsToFeed) : settings(settingsToFeed) {}
+
+void FwUpdateWorker::doWork()
+{
+    qDebug("/srv available scanning firmware.");
+
+    QDir firmwares(qmz::NodekeepGlobals::UPDATE_PATH);
+    const QStringList names = firmwares.entryList(QDir::AllDirs, QDir::NoSort);
+    for (const QString &name : names) {
+        if (name == qmz::NodekeepGlobals::FW_DIRNAME) {
+            QProcess remove;
+            runTool(remove, u"rm"_s, {u"-rf"_s, firmwares.absoluteFilePath(name)}, -1);
+        } else if (name != u"."_s && name != u".."_s) {
+            examine(firmwares, name);
+        }
+    }
+    Q_EMIT done(freeNr);
+}
+
+void FwUpdateWorker::examine(QDir &firmwares, const QString &name)
+{
+    // Every directory counts, whatever its name: a number taken twice would move one firmware into another.
+    const int number = firmwareNumber(name);
+    qDebug() << "Found firmware nr: firmware" << number;
+    freeNr = std::max(freeNr, number + 1);
+
+    QDir firmware = firmwares;
+    firmware.cd(name);
+    if (!isComplete(firmware))
+        return;
+
+    const FirmwareControl control = readFirmwareControl(firmware);
+    QMetaObject::invokeMethod(
+        settings,
+        [manager = settings, path = firmware.absolutePath(), control] {
+            manager->addNandUpdate(path, control.version, control.releasename, control.svnversion,
+                                   control.minUpdaterVer, control.date);
+        },
+        Qt::QueuedConnection);
+}
