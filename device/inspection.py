@@ -118,12 +118,24 @@ class Inspection:
     def flash(self, files):
         self.state.write_flash({name: text.encode(errors="surrogateescape") for name, text in files.items()})
 
-    def mount_srv(self):
-        """Mounts the data partition, as a device that finds it late."""
+    def mount_srv(self, told=False):
+        """Mounts the data partition, as a device that finds it late; `told` lets the device manager tell of it."""
         self.exec(["mount", "--bind", SRV_SOURCE, "/srv"], check=True)
+        if told:
+            self.tell_udev("add")
 
-    def unmount_srv(self):
+    def unmount_srv(self, told=False):
         self.exec(["umount", "/srv"], check=True)
+        if told:
+            self.tell_udev("remove")
+
+    def tell_udev(self, action, subsystem="bdi", name="ubifs_1_2"):
+        """Sends the device manager's message about a device, that of the data partition if no other is named."""
+        self.exec(["/usr/lib/nodekeep-device/udev-message", action, subsystem, name], check=True)
+
+    def emit_started(self):
+        """Lets the system configuration manager tell that it has started."""
+        self.exec(["/usr/lib/nodekeep-device/syscfgmgr"], check=True)
 
     # Logs
 

@@ -81,19 +81,24 @@ class SimulatedDevice(Inspection):
         status = process.returncode
         return subprocess.CompletedProcess(command, status if status >= 0 else 128 - status, output, errors)
 
-    def start(self, *, daemon=True, srv=True, env=None, attached=True):
-        """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs."""
+    def start(self, *, daemon=True, srv=True, started=True, env=None, attached=True):
+        """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs.
+
+        srv      false leaves the data partition unmounted, see mount_srv
+        started  false keeps the system configuration manager from telling that it has started, see emit_started
+        """
         if daemon and not os.access(os.path.join(self.install, DAEMON), os.X_OK):
             raise DeviceError(f"no daemon is installed in {self.install}: build it and install it there first")
         self.log_start = len(self.daemon_log())
         ready, ready_end = os.pipe()
         with self.locked() as lock, open(self.state.path("log/boot.log"), "wb") as log:
-            self.state.save_options({"install": self.install, "daemon": daemon, "srv": srv})
+            self.state.save_options({"install": self.install, "daemon": daemon, "srv": srv, "started": started})
             self.holder = launch.spawn(
                 state=self.state.directory,
                 install=self.install,
                 daemon=daemon,
                 srv=srv,
+                started=started,
                 env=env,
                 keep=[lock],
                 ready=ready_end,

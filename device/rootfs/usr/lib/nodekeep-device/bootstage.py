@@ -5,10 +5,10 @@ import subprocess
 import sys
 import time
 
+import firmwareflash
 import flashimage
 import inside
 
-FLASH = "/dev/mtdblock1"
 SRV_SOURCE = "/dev/.device/srv"
 LOG = "/dev/.device/log/device.log"
 
@@ -33,6 +33,9 @@ def prepare(options):
     global boots
     boots += 1
     log(f"boot {boots}")
+    if os.path.getsize(firmwareflash.FLASH) == 0:
+        write_new_flash(options["flash"])
+    firmwareflash.install_named_firmware(log)
     with open("/etc/hostname") as file:
         name = file.read().strip()
     with open("/proc/sys/kernel/hostname", "w") as file:
@@ -42,15 +45,13 @@ def prepare(options):
     os.makedirs("/run/udev", exist_ok=True)
     with open("/run/udev/control", "w"):
         pass  # libudev listens to the messages of a device manager only where it sees one at work
-    if os.path.getsize(FLASH) == 0:
-        write_new_flash(options["flash"])
     if options["srv"] and not os.path.ismount("/srv"):
         subprocess.run(["mount", "--bind", SRV_SOURCE, "/srv"], check=True)
 
 
 def write_new_flash(directory):
     image = flashimage.pack(flashimage.read_directory(directory))
-    with open(FLASH, "r+b") as flash:
+    with open(firmwareflash.FLASH, "r+b") as flash:
         flash.write(image.ljust(flashimage.FLASH_SIZE, b"\xff"))
 
 
