@@ -1,0 +1,74 @@
+"""A device as a bus client sees it who deals in firmware."""
+
+import json
+
+import simdevice
+from busclient import SERVICE
+
+MANAGER = ("/loader", "local.FwUpdateSettings")
+
+
+class FirmwareDevice(simdevice.SimulatedDevice):
+    """Calls go through busctl inside the device, so they are what a shell user can do too."""
+
+    def busctl(self, *args):
+        return self.exec(["busctl", "--json=short", *args], check=True).stdout
+
+    def call(self, path, interface, method, signature="", *args):
+        """The first value of the answer, None for an empty one."""
+        answer = self.busctl("call", SERVICE, path, interface, method, signature, *args)
+        return json.loads(answer)["data"][0] if answer.strip() else None
+
+    def get(self, path, interface, name):
+        return json.loads(self.busctl("get-property", SERVICE, path, interface, name))["data"]
+
+    def set(self, path, interface, name, signature, value):
+        self.busctl("set-property", SERVICE, path, interface, name, signature, value)
+
+    def tree(self):
+        return self.busctl("--list", "tree", SERVICE).split()
+
+    def shadow(self, tool, script):
+        """Puts a tool of ours ahead of the device's own, for a daemon that is started by start_with_shadows."""
+        self.write(f"/opt/shadow/{tool}", f"#!/bin/sh\n{script}\n", mode="755")
+
+    def start_with_shadows(self, path="/opt/shadow:/usr/sbin:/usr/bin:/sbin:/bin"):
+        self.stop_daemon()
+        self.start_daemon(env={"PATH": path})
+        self.keep_uploads()
+
+    def keep_uploads(self):
+        self.set(*MANAGER, "onlyUploadFirmware", "b", "true")
+
+    def announce(self, path, name="update.qmz"):
+        self.busctl("emit", "/", "com.ozt.httpdata", "fileUploaded", "ss", path, name)
+
+    def upload(self, package, path="/tmp/upload-fwupdate"):
+        self.write(path, package)
+        self.announce(path)
+
+    def records(self):
+        """The firmware list, by directory name."""
+        objects = json.loads(self.call(*MANAGER, "jsonFwUpdates"))
+        return {entry["path"].rpartition("/")[2]: entry for entry in objects}
+
+    def told(self):
+        """What users were told of firmware so far: event numbers, and LED effects as pairs of seconds and effect."""
+        stories = {"SystemEvent.firmwareUpdate": lambda args: args[0], "SysCfgAccess.startLedEffect": tuple}
+        return [stories[line["call"]](line["args"]) for line in self.platform_log() if line["call"] in stories]
+
+    def wait_told(self, expected, limit=20):
+        """Waits until users were told all of `expected`, and nothing else."""
+        try:
+            self.wait_for(lambda: len(self.told()) >= len(expected), limit, f"{expected}")
+        except TimeoutError:
+            pass  # the comparison says more
+        assert self.told() == expected
+
+    def firmware_directories(self):
+        return sorted(self.exec(["sh", "-c", "ls /srv/fwupdate 2>/dev/null"]).stdout.split())
+
+
+# What users are told of a package that is taken, and of one that tar refuses.
+TAKEN = [1, (60, 5), 2, 3, 4]
+NOT_UNPACKED = [1, (60, 5), (10, 1), 0]

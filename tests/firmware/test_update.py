@@ -1,0 +1,148 @@
+"""The road of a firmware through both reboots, and the first start, with the device's boot stage at its end."""
+
+import pytest
+
+from firmwaredevice import MANAGER, TAKEN, FirmwareDevice
+
+RECORD = "local.NandUpdate"
+
+
+def reboots_told(device):
+    return [line["args"] for line in device.platform_log() if line["call"] == "SystemEvent.reboot"]
+
+
+def wait_boots(device, count):
+    device.wait_for(lambda: device.boots == count, 30, f"boot {count}")
+    device.wait_daemon()
+
+
+def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice, make_package):
+    assert device.get("/system", "local.System", "oztversion") == "4.2.0"
+    device.upload(make_package("--version", "4.3"))
+    device.wait_told(TAKEN)
+    log_before = len(device.daemon_log())
+
+    device.call("/loader/fwupdate0", RECORD, "startUpdate")
+
+    wait_boots(device, 3)
+    assert device.get("/system", "local.System", "oztversion") == "4.3"
+    assert device.get(*MANAGER, "factoryInit") is False
+    assert device.get(*MANAGER, "fwUpdated") is False
+    assert not device.exists("/new_firmware")
+    assert "update" not in device.flash
+    device.wait_for(lambda: list(device.records()) == ["fwupdate0"], what="the scan")
+    assert device.daemon_log(log_before).count("/srv available scanning firmware.") == 2
+
+
+def test_an_uploaded_package_starts_by_itself_unless_told_otherwise(own_device: FirmwareDevice, make_package):
+    own_device.upload(make_package("--version", "4.4"))
+
+    wait_boots(own_device, 3)
+    assert own_device.get("/system", "local.System", "oztversion") == "4.4"
+
+
+def test_starting_a_firmware_names_it_in_the_flash_and_then_reboots(device: FirmwareDevice):
+    device.shadow("shutdown", 'printf "%s\\n" "$@" >/srv/shutdown-arguments')
+    device.write("/srv/fwupdate/fwupdate3/any", "")
+    device.start_with_shadows()
+    before = len(device.platform_log())
+
+    device.call(*MANAGER, "startUpdateNand", "s", "fwupdate3")
+
+    assert device.flash["update"] == "#!/bin/sh\nNAND_UPDATE=fwupdate3\n"
+    calls = [[line["call"], *line["args"]] for line in device.platform_log()[before:]]
+    assert calls == [
+        ["SystemEvent.firmwareUpdate", 5, "/"],
+        ["Upstart.stop", "dorlanserver", False],
+        ["SystemEvent.reboot", "/"],
+    ]
+    assert device.read("/srv/shutdown-arguments").split() == ["-r", "now"]
+    jobs = [(line["job"], line["call"], line["wait"]) for line in device.upstart_log()]
+    assert ("dorlanserver", "Stop", False) in jobs
+    # The new store stays the current one.
+    assert device.call(*MANAGER, "getEnv", "s", "NAND_UPDATE") == "fwupdate3"
+
+
+@pytest.fixture
+def held(new_device):
+    """A device on which a reboot is seen and does not happen, with no "started" of its own."""
+    new_device.start(daemon=False)
+    new_device.shadow("shutdown", "echo down >>/srv/shutdowns")
+    return new_device
+
+
+def start_held(device, srv=True):
+    if not srv:
+        device.unmount_srv()
+    device.start_daemon(env={"PATH": "/opt/shadow:/usr/sbin:/usr/bin:/sbin:/bin"})
+
+
+def flags(device):
+    return {name: device.get(*MANAGER, name) for name in ("factoryInit", "fwUpdated", "updateFailed")}
+
+
+def test_an_ordinary_start_does_not_listen_for_started(held: FirmwareDevice):
+    start_held(held)
+
+    held.emit_started()
+
+    assert flags(held) == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
+    assert reboots_told(held) == []
+
+
+def test_a_first_start_with_srv_ready_reboots_at_started(held: FirmwareDevice):
+    held.write("/new_firmware", "")
+    start_held(held)
+    assert flags(held) == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
+    assert reboots_told(held) == []
+
+    held.emit_started()
+
+    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot")
+    assert not held.exists("/new_firmware")
+
+
+def test_a_first_start_with_started_first_reboots_when_srv_is_mounted(held: FirmwareDevice):
+    held.write("/new_firmware", "")
+    start_held(held, srv=False)
+    assert flags(held) == {"factoryInit": True, "fwUpdated": False, "updateFailed": False}
+    held.emit_started()
+    held.tell_udev("add")
+    assert reboots_told(held) == []
+
+    held.mount_srv()
+
+    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot")
+    assert flags(held)["fwUpdated"] is True
+    assert "/srv available scanning firmware." not in held.daemon_log()
+
+
+def test_factory_init_is_a_first_start_and_is_cleared_from_the_flash(held: FirmwareDevice):
+    held.flash = held.flash | {"factory_init": "#!/bin/sh\n"}
+    start_held(held)
+
+    assert flags(held) == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
+    assert "factory_init" not in held.flash
+    assert not held.exists("/var/run/bareboxenv/factory_init")
+    assert "/loader/factory_init" not in held.tree()
+    assert "config" in held.flash
+
+
+def test_arm_reboot_on_an_ordinary_system_only_arms(held: FirmwareDevice):
+    start_held(held)
+
+    held.call(*MANAGER, "armReboot")
+
+    assert reboots_told(held) == []
+    held.tell_udev("add")
+    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot at the next mount")
+
+
+def test_reboot_without_a_marker_and_without_a_network_object_does_all_the_rest(held: FirmwareDevice):
+    start_held(held)
+
+    held.call(*MANAGER, "reboot")
+
+    assert reboots_told(held) == [["/"]]
+    assert held.read("/srv/shutdowns") == "down\n"
+    assert held.records() == {}  # the daemon goes on until the system ends it
