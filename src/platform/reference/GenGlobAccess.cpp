@@ -2,11 +2,14 @@
 
 #include "CallRecord.h"
 
+#include <QtGlobal>
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 
 namespace {
 
@@ -15,7 +18,11 @@ constexpr std::size_t areaBytes = 8192;
 /** @return null when there is no shared memory to be had */
 void *mapSharedArea()
 {
-    const int descriptor = ::shm_open("/qmz_globals", O_RDWR | O_CREAT | O_CLOEXEC, 0660);
+    // One that exists is opened without O_CREAT: where another user has made it, the kernel's protection of sticky
+    // directories refuses that flag even to root.
+    int descriptor = ::shm_open("/qmz_globals", O_RDWR | O_CLOEXEC, 0660);
+    if (descriptor < 0 && errno == ENOENT)
+        descriptor = ::shm_open("/qmz_globals", O_RDWR | O_CREAT | O_CLOEXEC, 0660);
     if (descriptor < 0)
         return nullptr;
     // Allocated, not merely long enough: with /dev/shm full, the first access to a hole would end the process.
@@ -40,6 +47,8 @@ void GenGlobAccess::attach()
 {
     recordCall("GenGlobAccess.attach");
     void *const shared = mapSharedArea();
+    if (!shared)
+        qWarning("/qmz_globals: no shared memory to be had, the status is seen by this process alone");
     area = shared ? static_cast<quint8 *>(shared) : privateArea.data();
 }
 
