@@ -146,3 +146,30 @@ def test_reboot_without_a_marker_and_without_a_network_object_does_all_the_rest(
     assert reboots_told(held) == [["/"]]
     assert held.read("/srv/shutdowns") == "down\n"
     assert held.records() == {}  # the daemon goes on until the system ends it
+
+
+def test_a_firmware_without_images_boots_the_old_system(device: FirmwareDevice):
+    device.write("/srv/fwupdate/fwupdate5/control", "VERSION=5\n")
+
+    device.call(*MANAGER, "startUpdateNand", "s", "fwupdate5")
+
+    wait_boots(device, 2)
+    assert device.get("/system", "local.System", "oztversion") == "4.2.0"
+    assert device.get(*MANAGER, "factoryInit") is False
+    assert "update" not in device.flash
+
+
+def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: FirmwareDevice, make_package):
+    device.upload(make_package("--version", "4.3"))
+    device.wait_told(TAKEN)
+    device.stop_daemon()
+    device.shadow("shutdown", "exit 0")
+    device.start_with_shadows()
+    device.wait_for(lambda: device.records(), what="the scan")
+    device.call("/loader/fwupdate0", RECORD, "startUpdate")
+
+    device.power_cycle()
+
+    wait_boots(device, 2)
+    assert device.get("/system", "local.System", "oztversion") == "4.3"
+    assert "update" not in device.flash
