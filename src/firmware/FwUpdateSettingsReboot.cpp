@@ -29,6 +29,9 @@ void FwUpdateSettings::reboot()
     ::sync();
     qmz::SystemEvent::reboot(u"/"_s);
 
-    QProcess shutdown;
-    runTool(shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s});
+    // A shutdown that takes its time goes on after we have stopped waiting; destroying its object would kill it.
+    auto *const shutdown = new QProcess;
+    connect(shutdown, &QProcess::finished, shutdown, &QObject::deleteLater);
+    if (!runTool(*shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s}) && shutdown->state() == QProcess::NotRunning)
+        delete shutdown; // it never started
 }

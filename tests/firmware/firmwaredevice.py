@@ -16,7 +16,7 @@ class FirmwareDevice(simdevice.SimulatedDevice):
 
     def call(self, path, interface, method, signature="", *args):
         """The first value of the answer, None for an empty one."""
-        answer = self.busctl("call", SERVICE, path, interface, method, signature, *args)
+        answer = self.busctl("--timeout=60", "call", SERVICE, path, interface, method, signature, *args)
         return json.loads(answer)["data"][0] if answer.strip() else None
 
     def get(self, path, interface, name):

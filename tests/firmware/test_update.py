@@ -173,3 +173,14 @@ def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: Fir
     wait_boots(device, 2)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
     assert "update" not in device.flash
+
+
+@pytest.mark.slow
+def test_a_shutdown_that_takes_its_time_is_left_running(held: FirmwareDevice):
+    held.shadow("shutdown", "sleep 32; echo done >/srv/slow-shutdown")
+    start_held(held)
+
+    held.call(*MANAGER, "reboot")
+
+    assert not held.exists("/srv/slow-shutdown")
+    held.wait_for(lambda: held.exists("/srv/slow-shutdown"), 10, "the end of shutdown")
