@@ -19,3 +19,8 @@ int firmwareNumber(const QString &name)
     const int number = pattern.match(name).captured(1).toInt();
     return number < std::numeric_limits<int>::max() ? number : 0;
 }
+
+int wrapped(int number, int step)
+{
+    return static_cast<int>(static_cast<unsigned int>(number) + static_cast<unsigned int>(step));
+}

@@ -9,3 +9,7 @@
 /** The number that a directory on the data partition takes up: that of "fwupdate<number>", and 0 for any other name or
  *  for a number that has no successor in an int. */
 [[nodiscard]] int firmwareNumber(const QString &name);
+
+/** A firmware number and a step, which wraps round at the ends of an int: somebody may have numbered a directory by
+ *  hand. */
+[[nodiscard]] int wrapped(int number, int step);

@@ -6,6 +6,7 @@
 #include "core/ChildProcess.h"
 #include "core/RegularFile.h"
 #include "firmware/FirmwareControl.h"
+#include "firmware/FirmwareName.h"
 #include "firmware/NandUpdate.h"
 
 #include <qmz/NodekeepGlobals.h>
@@ -14,6 +15,7 @@
 
 #include <QDebug>
 #include <QDir>
+#include <QFileInfo>
 #include <QProcess>
 #include <QUrl>
 
@@ -163,7 +165,8 @@ void FwUpdateSettings::takeFirmware(QDir firmware)
         return;
     }
 
-    const QString name = u"fwupdate"_s + QString::number(freeNr++);
+    const QString name = u"fwupdate"_s + QString::number(freeNr);
+    freeNr = wrapped(freeNr, 1);
     const QString unpacked = firmware.absolutePath();
     firmware.cdUp();
     QProcess move;
@@ -196,6 +199,10 @@ bool FwUpdateSettings::isAcceptable(const QDir &firmware, const FirmwareControl 
 
 bool FwUpdateSettings::checkMd5(const QDir &dir, const QString &name)
 {
+    // md5sum would wait for ever on a FIFO or read an endless device; a missing file is left to it.
+    if (const QFileInfo image(dir, name); image.exists() && !image.isFile())
+        return false;
+
     QProcess md5sum(this);
     runTool(md5sum, u"md5sum"_s, {dir.absoluteFilePath(name)}, noLimitMs);
     const QByteArray computed = digest(md5sum.readAllStandardOutput());

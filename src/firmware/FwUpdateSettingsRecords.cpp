@@ -2,6 +2,7 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "firmware/FirmwareName.h"
 #include "firmware/NandUpdate.h"
 
 #include <qmz/NodekeepGlobals.h>
@@ -53,7 +54,7 @@ void FwUpdateSettings::clearNandUpdates()
 
 bool FwUpdateSettings::cleanupFirmwareUpdates()
 {
-    const int kept = freeNr - 1;
+    const int kept = wrapped(freeNr, -1);
     const QList<NandUpdate *> records = nandUpdates;
     for (NandUpdate *record : records) {
         if (record->getIndex() != kept)

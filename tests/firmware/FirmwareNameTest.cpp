@@ -57,4 +57,12 @@ TEST(FirmwareNameTest, NameOfTenThousandDigitsIsReadAtOnce)
     EXPECT_EQ(firmwareNumber(u"fwupdate"_s + digits + u'x'), 0);
 }
 
+TEST(FirmwareNameTest, NumbersWrapRoundAtTheirEnds)
+{
+    EXPECT_EQ(wrapped(7, 1), 8);
+    EXPECT_EQ(wrapped(0, -1), -1);
+    EXPECT_EQ(wrapped(2147483647, 1), -2147483647 - 1);
+    EXPECT_EQ(wrapped(-2147483647 - 1, -1), 2147483647);
+}
+
 } // namespace

@@ -36,6 +36,10 @@ def test_a_good_package_becomes_a_record_on_the_bus(device: FirmwareDevice, make
         pytest.param(["--min-updater-version", "three"], REFUSED_AT_ONCE, id="updater generation is no number"),
         pytest.param(["--version", "2.9"], REFUSED_AT_ONCE, id="version below the floor"),
         pytest.param(["--version", "4.3.1"], REFUSED_AT_ONCE, id="version is no number"),
+        pytest.param(["--version", "2.10"], REFUSED_AT_ONCE, id="version counts as a decimal number"),
+        pytest.param(["--broken", "fifo"], REFUSED_AT_ONCE, id="kernel is a FIFO"),
+        pytest.param(["--broken", "device"], [1, (60, 5), 2, 3, (10, 1), 0], id="root is an endless device"),
+        pytest.param(["--broken", "missing-root.ubi.md5"], [1, (60, 5), 2, 3, (10, 1), 0], id="no root sum"),
         pytest.param(["--broken", "missing-linuximage"], REFUSED_AT_ONCE, id="no kernel"),
         pytest.param(["--broken", "missing-linuximage.md5"], REFUSED_AT_ONCE, id="no kernel sum"),
         pytest.param(["--broken", "wrong-sum-linuximage"], REFUSED_AT_ONCE, id="wrong kernel sum"),
@@ -58,6 +62,7 @@ def test_a_bad_package_is_refused_and_the_next_good_one_taken(device: FirmwareDe
     assert device.records() == {}
     assert not device.exists("/tmp/upload-fwupdate")
     assert not device.exists("/escaped") and not device.exists("/srv/escaped")
+    assert told == NOT_UNPACKED or "firmware" not in device.firmware_directories()
 
     device.upload(make_package())
 
@@ -65,9 +70,13 @@ def test_a_bad_package_is_refused_and_the_next_good_one_taken(device: FirmwareDe
     assert list(device.records()) == ["fwupdate0"]
 
 
-@pytest.mark.parametrize("kind", ["many-entries", "absolute-names"])
-def test_an_odd_package_that_tar_tames_is_taken(device: FirmwareDevice, make_package, kind):
-    device.upload(make_package("--broken", kind))
+@pytest.mark.parametrize(
+    "options",
+    [["--broken", "many-entries"], ["--broken", "absolute-names"], ["--version", "3.0"], ["--version", "3.00"]],
+    ids=["10,000 entries", "absolute names that tar tames", "version at the floor", "the same as a number"],
+)
+def test_a_package_at_the_limits_is_taken(device: FirmwareDevice, make_package, options):
+    device.upload(make_package(*options))
 
     device.wait_told(TAKEN)
     assert list(device.records()) == ["fwupdate0"]
@@ -102,6 +111,21 @@ def test_an_upload_signal_with_other_arguments_is_not_heard(device: FirmwareDevi
     device.busctl("emit", "/", "com.ozt.httpdata", "fileUploaded", signature, *arguments)
 
     assert device.records() == {}  # it still answers
+    assert device.told() == []
+
+
+@pytest.mark.parametrize(
+    ("path", "interface", "signal"),
+    [
+        ("/other", "com.ozt.httpdata", "fileUploaded"),
+        ("/", "com.ozt.other", "fileUploaded"),
+        ("/", "com.ozt.httpdata", "fileRemoved"),
+    ],
+)
+def test_other_signals_are_not_heard(device: FirmwareDevice, path, interface, signal):
+    device.busctl("emit", path, interface, signal, "ss", "/tmp/x-fwupdate", "update.qmz")
+
+    assert device.records() == {}
     assert device.told() == []
 
 
