@@ -47,10 +47,17 @@ class FirmwareDevice(simdevice.SimulatedDevice):
         self.write(path, package)
         self.announce(path)
 
+    def listed(self):
+        """The names in the firmware list, in order and as often as they stand there."""
+        return [name for name, _ in self.list_entries()]
+
     def records(self):
         """The firmware list, by directory name."""
+        return dict(self.list_entries())
+
+    def list_entries(self):
         objects = json.loads(self.call(*MANAGER, "jsonFwUpdates"))
-        return {entry["path"].rpartition("/")[2]: entry for entry in objects}
+        return [(entry["path"].rpartition("/")[2], entry) for entry in objects]
 
     def told(self):
         """What users were told of firmware so far: event numbers, and LED effects as pairs of seconds and effect."""

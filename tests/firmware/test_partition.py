@@ -91,6 +91,27 @@ def test_the_records_go_with_the_partition_and_come_back(late: FirmwareDevice):
     late.wait_for(lambda: list(late.records()) == ["fwupdate4"], what="the records to come back")
 
 
+def test_numbers_go_on_after_the_records_have_gone(late: FirmwareDevice, make_package):
+    late.mount_srv(told=True)
+    late.wait_for(lambda: list(late.records()) == ["fwupdate4"], what="the scan")
+    late.tell_udev("remove")
+    late.wait_for(lambda: late.records() == {}, what="the records to go")
+    late.keep_uploads()
+
+    late.upload(make_package())
+
+    late.wait_for(lambda: list(late.records()) == ["fwupdate5"], 10, "the next number")
+
+
+def test_each_mount_adds_a_worker_and_each_worker_its_records(late: FirmwareDevice):
+    late.mount_srv(told=True)
+    late.wait_for(lambda: late.listed() == ["fwupdate4"], what="the scan")
+
+    late.tell_udev("add")
+
+    late.wait_for(lambda: late.listed() == ["fwupdate4"] * 3, what="both workers' records")
+
+
 def test_malformed_messages_of_the_device_manager_are_dropped(late: FirmwareDevice):
     script = """
 import contextlib, os, socket

@@ -90,13 +90,14 @@ def test_an_ordinary_start_does_not_listen_for_started(held: FirmwareDevice):
     assert reboots_told(held) == []
 
 
-def test_a_first_start_with_srv_ready_reboots_at_started(held: FirmwareDevice):
+@pytest.mark.parametrize("arguments", [[], ["s", "x"], ["a{sv}", "1", "k", "u", "7"]])
+def test_a_first_start_with_srv_ready_reboots_at_started(held: FirmwareDevice, arguments):
     held.write("/new_firmware", "")
     start_held(held)
     assert flags(held) == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
     assert reboots_told(held) == []
 
-    held.emit_started()
+    held.busctl("emit", "/any/path", "com.ozt.syscfgmgr", "started", *arguments)
 
     held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot")
     assert not held.exists("/new_firmware")
