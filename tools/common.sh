@@ -2,8 +2,8 @@
 
 packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
-    dbus-daemon dbus-bin systemd util-linux iproute2
-    python3 python3-dbus python3-gi python3-pytest python3-dbusmock procps wget)
+    dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
+    python3 python3-dbus python3-gi python3-pytest procps wget)
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then
