@@ -4,6 +4,7 @@
 #include "core/Version.h"
 #include "firmware/FwUpdateSettings.h"
 #include "firmware/Udevmonitor.h"
+#include "network/NetworkInterface.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>
@@ -59,14 +60,25 @@ int main(int argc, char **argv)
     qmz::qmzlog.setSyslogLevelWarning();
 
     // An object's name under its parent is its address on the bus, so order and names here are part of the interface.
+    auto *const network = new NetworkInterface(nullptr);
     auto *const blockMonitor = new Udevmonitor("bdi", &application);
     auto *const updateManager = new FwUpdateSettings(u"ubifs_1_2"_s, &application);
     // The receivers are protected slots, so these connections go by name.
     QObject::connect(blockMonitor, SIGNAL(add(udev_device *)), updateManager, SLOT(addBlock(udev_device *)));
     QObject::connect(blockMonitor, SIGNAL(remove(udev_device *)), updateManager, SLOT(removeBlock(udev_device *)));
     auto *const system = new System(nullptr);
+    network->setParent(system);
     new Constants(system);
     new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
+
+    // What this first look emits reaches nobody: the boot environment is read already.
+    network->checkConnman();
+    network->setObjectName(u"network"_s);
+    QObject::connect(network, &NetworkInterface::ipAddressChanged, updateManager, &FwUpdateSettings::setIp);
+    QObject::connect(network, &NetworkInterface::gatewayChanged, updateManager, &FwUpdateSettings::setGateway);
+    QObject::connect(network, &NetworkInterface::netmaskChanged, updateManager, &FwUpdateSettings::setNetmask);
+    QObject::connect(network, &NetworkInterface::dhcpChanged, updateManager, &FwUpdateSettings::setDhcp);
+    QObject::connect(network, &NetworkInterface::getSettings, updateManager, &FwUpdateSettings::loadEnv);
 
     qmz::SystemEvent testEvent;
     bus.registerObject(u"/testsystemevent"_s, &testEvent, QDBusConnection::ExportAllSlots);

@@ -158,6 +158,8 @@ private:
     bool checkMd5(const QDir &dir, const QString &name);
     static void signalFirmwareFailure();
 
+    static void applyInterfacesToConnman();
+
     bool factoryInit = false;
     BareboxConfig *currentConfig = nullptr; // not owned; null until a store is selected, and after a failed look-up
     const QString envPath;

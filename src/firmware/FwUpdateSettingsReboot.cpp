@@ -2,7 +2,9 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "core/BusObject.h"
 #include "core/ChildProcess.h"
+#include "network/NetworkInterface.h"
 
 #include <qmz/SystemEvent.h>
 #include <qmz/Upstart.h>
@@ -24,6 +26,8 @@ void FwUpdateSettings::armReboot()
 
 void FwUpdateSettings::reboot()
 {
+    if (auto *const network = objectOnBus<NetworkInterface>(u"/system/network"_s))
+        network->saveChanges();
     Upstart::stop(u"dorlanserver"_s, false);
     QFile::remove(u"/new_firmware"_s);
     ::sync();

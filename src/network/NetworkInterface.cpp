@@ -1,0 +1,67 @@
+#include "network/NetworkInterface.h"
+
+#include "core/BusObject.h"
+#include "firmware/FwUpdateSettings.h"
+#include "network/AddressText.h"
+
+#include <qmz/NodekeepGlobals.h>
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+
+using namespace Qt::StringLiterals;
+
+NetworkInterface::NetworkInterface(QObject *parent)
+    : QObject(parent),
+      // Nested maps come in as the one type, variants go out and come in as the other. A slot that takes a type which
+      // is not registered is silently left out of the bus and never called.
+      argumentTypeId(qRegisterMetaType<QDBusArgument>("QDBusArgument")),
+      variantTypeId(qRegisterMetaType<QDBusVariant>("QDBusVariant")),
+      hostnameWatcher({u"/proc/sys/kernel/hostname"_s}, nullptr)
+{
+    connect(&hostnameWatcher, &QFileSystemWatcher::fileChanged, this, &NetworkInterface::hostnameChanged);
+
+    // Every sender and every service, as that of the port is not known yet. Without the signature, a signal of another
+    // form would end the process.
+    if (!QDBusConnection::systemBus().connect(QString(), QString(), u"net.connman.Service"_s, u"PropertyChanged"_s,
+                                              u"sv"_s, this,
+                                              SLOT(connmanServicePropertyChanged(QString, QDBusVariant))))
+        qFatal("Connman property connect failed!");
+
+    hostnameChanged();
+}
+
+void NetworkInterface::setIpText(const QString &text)
+{
+    if (text.isEmpty())
+        return;
+    ip = parseAddress(text);
+    Q_EMIT ipAddressChanged(text);
+}
+
+void NetworkInterface::setNetmaskText(const QString &text)
+{
+    netmask = parseAddress(text);
+    Q_EMIT netmaskChanged(text);
+}
+
+void NetworkInterface::setGatewayText(const QString &text)
+{
+    gateway = parseAddress(text);
+    Q_EMIT gatewayChanged(text);
+}
+
+void NetworkInterface::setDhcp(bool wanted)
+{
+    dhcp = wanted;
+    Q_EMIT dhcpChanged(wanted);
+}
+
+QString NetworkInterface::macAddress() const
+{
+    auto *const updateManager = objectOnBus<FwUpdateSettings>(qmz::NodekeepGlobals::LOADER_PATH);
+    if (!updateManager)
+        return {};
+    updateManager->lookupConfig(u"config"_s);
+    return updateManager->getEnv(u"eth0.ethaddr"_s);
+}
