@@ -7,6 +7,9 @@ import sys
 
 PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
 
+# Services of its own that the machine does not have installed.
+PACKAGES = os.path.join(PROJECT, "build/device-packages")
+
 # The boot environment of a new device.
 DEFAULT_ENV = os.path.join(PROJECT, "device/default-env")
 
@@ -72,6 +75,7 @@ def spawn(
     command=None,
     bus=True,
     daemon=False,
+    network=False,
     srv=True,
     started=True,
     env=None,
@@ -97,6 +101,7 @@ def spawn(
         "command": command,
         "bus": bus,
         "daemon": daemon,
+        "network": network,
         "srv": srv,
         "started": started,
         "env": command_environment(env) if command else {**passed_on_environment(), **(env or {})},
@@ -109,6 +114,7 @@ def spawn(
         **BASE_ENVIRONMENT,
         "DEVICE_STATE": state or "",
         "DEVICE_INSTALL": install,
+        "DEVICE_PACKAGES": PACKAGES,
         "DEVICE_PROJECT": PROJECT,
         "DEVICE_HOST_NAMESPACES": " ".join(machine),
         "DEVICE_READ_ONLY": "\n".join(read_only),

@@ -81,9 +81,10 @@ class SimulatedDevice(Inspection):
         status = process.returncode
         return subprocess.CompletedProcess(command, status if status >= 0 else 128 - status, output, errors)
 
-    def start(self, *, daemon=True, srv=True, started=True, env=None, attached=True):
+    def start(self, *, daemon=True, network=False, srv=True, started=True, env=None, attached=True):
         """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs.
 
+        network  true connects eth0 to a network with a DHCP server, and starts connman
         srv      false leaves the data partition unmounted, see mount_srv
         started  false keeps the system configuration manager from telling that it has started, see emit_started
         """
@@ -92,11 +93,12 @@ class SimulatedDevice(Inspection):
         self.log_start = len(self.daemon_log())
         ready, ready_end = os.pipe()
         with self.locked() as lock, open(self.state.path("log/boot.log"), "wb") as log:
-            self.state.save_options({"install": self.install, "daemon": daemon, "srv": srv, "started": started})
+            self.state.save_options({"install": self.install, "daemon": daemon, "network": network, "srv": srv, "started": started})
             self.holder = launch.spawn(
                 state=self.state.directory,
                 install=self.install,
                 daemon=daemon,
+                network=network,
                 srv=srv,
                 started=started,
                 env=env,

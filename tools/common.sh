@@ -3,7 +3,12 @@
 packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
-    python3 python3-dbus python3-gi python3-pytest procps wget)
+    python3 python3-dbus python3-dbusmock python3-gi python3-pytest procps wget busybox net-tools
+    libxtables12 libavahi-core7 libdaemon0)
+
+# Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
+# unpacked; the libraries that they need stand above.
+device_packages=(connman avahi-daemon)
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then
@@ -44,6 +49,28 @@ install_packages() {
         die "The package lists can't be fetched: check the network and /etc/apt/sources.list, then try again."
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >/dev/null ||
         die "Packages can't be installed: see apt-get's message above, then try again."
+}
+
+# Lays the device's own packages out below build/device-packages, where that has not been done yet.
+unpack_device_packages() {
+    local root=build/device-packages
+    [ "$(cat $root/.unpacked 2>/dev/null)" = "${device_packages[*]}" ] && return
+    say "Unpacking for the device: ${device_packages[*]}"
+    rm -rf $root
+    mkdir -p $root/archives
+    (
+        cd $root/archives
+        apt-get download -q "${device_packages[@]}" >/dev/null 2>&1 || {
+            as_root apt-get update -q >/dev/null
+            apt-get download -q "${device_packages[@]}" >/dev/null
+        }
+    ) || die "Packages can't be fetched: check the network and /etc/apt/sources.list, then try again."
+    for archive in $root/archives/*.deb; do
+        dpkg-deb -x "$archive" $root
+    done
+    # Units and bus activation are for the machine's service manager.
+    rm -rf $root/archives $root/lib $root/etc/init.d $root/usr/share/dbus-1/system-services $root/usr/share/doc
+    echo "${device_packages[*]}" >$root/.unpacked
 }
 
 # build PRESET [TARGET...]: configures, builds all or the given targets, and lays the install tree under

@@ -9,6 +9,7 @@ import time
 
 LOGS = "/dev/.device/log"
 SERVICES = "/usr/lib/nodekeep-device/services"
+NETWORK = "/usr/lib/nodekeep-device/network"
 TEST_BUS = "/usr/lib/nodekeep-device/test-bus.conf"
 READY_FD = 3
 STOP_LIMIT = 5.0
@@ -91,9 +92,10 @@ class Processes:
         which = f"--config-file={TEST_BUS}" if open_to_tests else "--system"
         self.start_ready({"bus": ["dbus-daemon", which, "--nofork", "--nopidfile", f"--print-address={READY_FD}"]})
 
-    def start_services(self):
-        names = sorted(os.listdir(SERVICES))
-        self.start_ready({name: [os.path.join(SERVICES, name)] for name in names})
+    def start_services(self, directory=SERVICES):
+        """Starts every program of a directory at once."""
+        names = sorted(os.listdir(directory))
+        self.start_ready({name: [os.path.join(directory, name)] for name in names})
 
     def wait(self):
         """Waits until some child ends."""

@@ -1,0 +1,50 @@
+"""Devices with a network, clients of /system/network, and what can be seen of the port."""
+
+import json
+
+import pytest
+from busclient import BusClient
+from networkclient import NetworkClient
+from simdevice import SimulatedDevice
+
+
+class NetworkDevice(SimulatedDevice):
+    """A device whose eth0 can be looked at."""
+
+    def addresses(self):
+        """The IPv4 addresses of eth0, each with the length of its prefix."""
+        shown = json.loads(self.exec(["ip", "-json", "-4", "addr", "show", "dev", "eth0"], check=True).stdout)
+        return [f"{each['local']}/{each['prefixlen']}" for link in shown for each in link.get("addr_info", [])]
+
+    def jobs(self):
+        """What the init system was told, such as "Start hostname", in order."""
+        return [f"{each['call']} {each['job']}" for each in self.upstart_log()]
+
+
+@pytest.fixture
+def device_class():
+    return NetworkDevice
+
+
+@pytest.fixture
+def network(own_device):
+    """A client of /system/network on a device without connman."""
+    with BusClient(own_device) as bus:
+        yield NetworkClient(bus)
+
+
+@pytest.fixture
+def connected_device(new_device):
+    """A device with the real connman, which has got its first lease."""
+    new_device.start(network=True)
+    with BusClient(new_device) as bus:
+        network = NetworkClient(bus)
+        new_device.wait_for(lambda: network.ipaddress, limit=20, what="the first lease to be read")
+    return new_device
+
+
+@pytest.fixture
+def connected(connected_device):
+    """A client of /system/network there."""
+    with BusClient(connected_device) as bus:
+        yield NetworkClient(bus)

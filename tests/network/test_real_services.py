@@ -1,0 +1,162 @@
+"""The daemon with the real connman and the real Avahi, on a network with a DHCP server."""
+
+import dbus
+
+STATIC = {
+    "ipaddress": "192.168.10.7",
+    "netmask": "255.255.255.0",
+    "gateway": "192.168.10.1",
+    "nameserver": "192.168.10.2",
+    "dhcp": False,
+}
+INTERFACES = """\
+#/etc/network/interfaces automatically updated by nodekeep, changes might be lost!
+auto lo can0
+#loopback interface
+iface lo inet loopback
+#ethernet
+{ethernet}
+iface can0 inet static
+ address 127.24.23.180
+ netmask 255.255.255.0
+ pre-up /etc/network/can-pre-up
+"""
+STATIC_STANZA = """\
+iface eth0 inet static
+   address 192.168.10.7
+   netmask 255.255.255.0
+   gateway 192.168.10.1
+   #nameserver 192.168.10.2
+"""
+DHCP_STANZA = "iface eth0 inet dhcp\n"
+
+
+class Connman:
+    """connman's Ethernet service, past the daemon."""
+
+    def __init__(self, client):
+        self.connection = client.bus.connection
+        ((self.path, _),) = self.connection.call_blocking(
+            "net.connman", "/", "net.connman.Manager", "GetServices", "", ()
+        )
+
+    def call(self, method):
+        self.connection.call_blocking("net.connman", self.path, "net.connman.Service", method, "", ())
+
+    def get(self, name):
+        every = self.connection.call_blocking(
+            "net.connman", self.path, "net.connman.Service", "GetProperties", "", ()
+        )
+        return every[name]
+
+
+def avahi_name(client):
+    try:
+        return client.bus.connection.call_blocking(
+            "org.freedesktop.Avahi", "/", "org.freedesktop.Avahi.Server", "GetHostName", "", ()
+        )
+    except dbus.DBusException:
+        return None
+
+
+def leased(address):
+    return 100 <= int(address.split("/")[0].rpartition(".")[2]) <= 199
+
+
+def test_a_lease_is_read_back_as_the_port_has_it(connected_device, connected):
+    address = connected.ipaddress
+
+    assert connected_device.addresses() == [f"{address}/24"]
+    assert leased(address)
+    assert connected.settings == {
+        "ipaddress": address,
+        "netmask": "255.255.255.0",
+        "gateway": "192.168.10.1",
+        "dhcp": True,
+        "nameserver": "192.168.10.1",
+    }
+
+
+def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_lease_again(connected_device, connected):
+    device = connected_device
+    connman = Connman(connected)
+    lease = device.addresses()
+
+    connected.write(**STATIC)
+    assert connected.save()
+
+    assert device.addresses() == lease, "the client has its answer while the port still has the old address"
+    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=STATIC_STANZA)
+    assert connman.get("Nameservers.Configuration") == ["192.168.10.2"], "name servers don't wait"
+    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address")
+    device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
+    connected.read()
+    assert connected.settings == STATIC
+
+    connected.dhcp = True
+    assert connected.save()
+
+    assert device.addresses() == ["192.168.10.7/24"]
+    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=DHCP_STANZA)
+    assert connman.get("Nameservers.Configuration") == []
+    device.wait_for(lambda: any(map(leased, device.addresses())), limit=20, what="a lease")
+    device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
+    connected.read()
+    assert connected.dhcp and connected.nameserver == "192.168.10.1"
+    events = [each["args"] for each in device.platform_log() if each["call"] == "SystemEvent.networkAddressChange"]
+    assert events == [["192.168.10.7", "/"], ["DHCP", "/"]]
+
+
+def test_the_jobs_follow_the_state_of_the_port(connected_device, connected):
+    device = connected_device
+    connman = Connman(connected)
+    device.wait_for(lambda: device.jobs()[-1:] == ["Start avahi_2ddaemon"], what="the jobs to be started")
+    before = len(device.jobs())
+
+    connman.call("Disconnect")
+
+    gone = ["Start hostname", "Stop avahi_2ddaemon", "Stop nmbd"]
+    device.wait_for(lambda: device.jobs()[before:] == gone, limit=20, what="the jobs of a lost network")
+    device.wait_for(lambda: avahi_name(connected) is None, limit=10, what="Avahi to be gone")
+
+    connman.call("Connect")
+
+    device.wait_for(lambda: "Stop avahi_2dautoip" in device.jobs()[before:], limit=20, what="the network's return")
+    device.wait_for(lambda: avahi_name(connected), limit=10, what="Avahi to be there")
+
+
+def test_avahi_has_the_kernels_host_name_whoever_changes_it(connected_device, connected):
+    device = connected_device
+    device.wait_for(lambda: avahi_name(connected) == "node-4711", limit=20, what="the name of the start")
+
+    connected.bus.set("/system", "local.System", "hostname", "mill-7")
+    device.wait_for(lambda: avahi_name(connected) == "mill-7", limit=20, what="the name that a client set")
+
+    device.write("/proc/sys/kernel/hostname", "press-9\n")
+    device.wait_for(lambda: avahi_name(connected) == "press-9", limit=20, what="the name that another program set")
+
+
+def test_connman_that_is_there_before_the_daemon_is_read_at_once(connected_device, connected):
+    device = connected_device
+    address = connected.ipaddress
+    device.stop_daemon()
+    before = len(device.jobs())
+
+    device.start_daemon()
+
+    assert connected.settings["ipaddress"] == address
+    assert connected.gateway == "192.168.10.1"
+    assert device.jobs()[before:] == [], "an address by DHCP needs no job"
+
+
+def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
+    device = connected_device
+    connected.write(**STATIC)
+    assert connected.save()
+    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address")
+    connected.bus.close()
+
+    device.power_cycle()
+
+    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address again")
+    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=STATIC_STANZA)
