@@ -1,0 +1,272 @@
+"""What is read of connman's services, steered by a mock."""
+
+import dbus
+import pytest
+from mockservices import ConnmanMock, ScriptedService
+
+LEASED = {
+    "ipaddress": "192.168.10.77",
+    "netmask": "255.255.255.0",
+    "gateway": "0.0.0.0",
+    "dhcp": True,
+    "nameserver": "192.168.10.1",
+}
+NOTHING = {"ipaddress": "", "netmask": "", "gateway": "0.0.0.0", "dhcp": True, "nameserver": ""}
+OTHER_SERVICE = "ethernet_001122334466_cable"
+
+
+def values(**settings):
+    return dbus.Dictionary({name.capitalize(): value for name, value in settings.items()}, signature="sv")
+
+
+MANUAL = values(method="manual", address="10.1.2.3", netmask="255.0.0.0", gateway="10.0.0.1")
+
+
+@pytest.fixture
+def connman(own_device):
+    with ConnmanMock(own_device) as mock:
+        yield mock
+
+
+def test_without_connman_there_is_nothing_but_dhcp(network):
+    network.read()
+
+    assert network.settings == NOTHING
+
+
+def test_a_lease_comes_from_the_values_in_force(connman, network):
+    network.read()
+
+    assert network.settings == LEASED
+
+
+def test_fixed_addresses_come_from_the_configuration_also_when_others_are_in_force(connman, network):
+    connman.set("IPv4.Configuration", MANUAL)
+
+    network.read()
+
+    assert network.settings == LEASED | {"ipaddress": "10.1.2.3", "netmask": "255.0.0.0", "dhcp": False}
+
+
+def test_an_empty_address_counts_as_none(connman, network):
+    connman.set("IPv4.Configuration", values(method="manual", address="", netmask="255.0.0.0"))
+
+    network.read()
+
+    assert network.settings == LEASED
+
+
+def test_ipv6_is_the_last_resort_and_no_dhcp(connman, network):
+    connman.set("IPv4", values())
+    connman.set("IPv6", values(method="auto", address="2001:db8::7"))
+
+    network.read()
+
+    assert network.settings == NOTHING | {"ipaddress": "2001:db8::7", "dhcp": False, "nameserver": "192.168.10.1"}
+
+
+def test_without_an_ipv4_configuration_nothing_else_is_looked_at(connman, network):
+    connman.unset("IPv4.Configuration")
+
+    network.read()
+
+    assert network.settings == NOTHING | {"nameserver": "192.168.10.1"}
+
+
+@pytest.mark.parametrize(
+    ("nameservers", "expected"),
+    [(["9.9.9.9", "8.8.8.8"], "9.9.9.9"), (["any text"], "any text"), ([], "")],
+    ids=["two", "no address", "none"],
+)
+def test_the_first_name_server_counts(connman, network, nameservers, expected):
+    network.nameserver = "1.1.1.1"
+    connman.set("Nameservers", dbus.Array(nameservers, signature="s"))
+
+    network.read()
+
+    assert network.nameserver == expected
+
+
+def test_a_name_server_stays_when_connman_tells_nothing_of_them(connman, network):
+    network.nameserver = "1.1.1.1"
+    connman.unset("Nameservers")
+
+    network.read()
+
+    assert network.nameserver == "1.1.1.1"
+
+
+def test_an_address_that_is_none_reads_back_empty(connman, network):
+    connman.set("IPv4", values(method="dhcp", address="10.1", netmask="0xff.0.0.0"))
+
+    network.read()
+
+    assert network.settings == LEASED | {"ipaddress": "", "netmask": ""}
+
+
+def test_of_several_ethernet_services_the_last_one_counts(connman, network):
+    connman.add_service("wifi_1")
+    connman.add_service(OTHER_SERVICE)
+    connman.set("Nameservers", dbus.Array(["4.4.4.4"], signature="s"), OTHER_SERVICE)
+
+    network.read()
+
+    assert network.nameserver == "4.4.4.4"
+
+
+def test_a_service_that_was_found_is_asked_for_ever(connman, network):
+    network.read()
+    connman.add_service(OTHER_SERVICE)
+    connman.set("Nameservers", dbus.Array(["4.4.4.4"], signature="s"), OTHER_SERVICE)
+    network.read()
+    assert network.nameserver == "192.168.10.1"
+
+    connman.remove_service()
+    network.nameserver = "1.1.1.1"
+    network.read()
+    assert network.nameserver == "1.1.1.1"
+
+
+def test_a_service_is_looked_for_until_there_is_one(connman, network):
+    connman.remove_service()
+    connman.add_service("Ethernet_capital")
+    network.read()
+    assert network.settings == NOTHING
+
+    connman.add_service(OTHER_SERVICE)
+    network.read()
+    assert network.settings == LEASED
+
+
+def test_connman_that_goes_and_returns_is_read_again(own_device, network):
+    with ConnmanMock(own_device):
+        network.read()
+        assert network.settings == LEASED
+    network.nameserver = "1.1.1.1"
+
+    network.read()
+    assert network.nameserver == "1.1.1.1"
+
+    with ConnmanMock(own_device):
+        network.read()
+        assert network.settings == LEASED
+
+
+def test_a_read_discards_what_was_written_and_not_saved(connman, network):
+    network.write(ipaddress="10.9.8.7", netmask="255.0.0.0", gateway="10.0.0.1", nameserver="1.1.1.1", dhcp=False)
+
+    network.read()
+
+    assert network.settings == LEASED
+
+
+def test_a_failed_read_leaves_all_but_the_gateway(own_device, network):
+    written = {"ipaddress": "10.9.8.7", "netmask": "255.0.0.0", "dhcp": False, "nameserver": "1.1.1.1"}
+    network.write(gateway="10.0.0.1", **written)
+    xml = ("s", f"<node><node name='{OTHER_SERVICE}'/></node>")
+
+    with ScriptedService(own_device, "net.connman", Introspect=xml, GetProperties="net.connman.Error.Failed"):
+        network.read()
+
+    assert network.settings == written | {"gateway": "0.0.0.0"}
+    assert (
+        "NetworkInterface::getConnmanNameserver: net.connman/net.connmanService.GetProperty failed."
+        in own_device.daemon_log()
+    )
+
+
+INTROSPECTIONS = {
+    "an error": "net.connman.Error.Failed",
+    "nothing": ("",),
+    "no text": ("i", 5),
+    "a list of texts": ("as", [f"<node><node name='{OTHER_SERVICE}'/></node>"]),
+    "no XML": ("s", "ethernet < node"),
+    "entities without end": (
+        "s",
+        "<!DOCTYPE n [<!ENTITY a 'aaaaaaaaaa'>"
+        + "".join(f"<!ENTITY {b} '{f'&{a};' * 10}'>" for a, b in zip("abcdefg", "bcdefgh"))
+        + "]><node><node name='ethernet'>&h;</node></node>",
+    ),
+    "a name that is no part of a path": ("s", "<node><node name='ethernet/../ü'/></node>"),
+    "a deep document": ("s", "<node>" * 100_000),
+}
+
+
+@pytest.mark.parametrize("answer", INTROSPECTIONS.values(), ids=INTROSPECTIONS)
+def test_an_odd_list_of_services_is_no_service(own_device, network, answer):
+    network.write(nameserver="1.1.1.1")
+
+    with ScriptedService(own_device, "net.connman", Introspect=answer):
+        network.read()
+
+    assert network.settings == NOTHING | {"nameserver": "1.1.1.1"}
+
+
+VARIANTS = {
+    "a text": "x",
+    "an empty text": "",
+    "a number": dbus.Int64(-1),
+    "a byte": dbus.Byte(7),
+    "a truth": True,
+    "a double": float("nan"),
+    "a path": dbus.ObjectPath("/a"),
+    "a signature": dbus.Signature("a{sv}"),
+    "texts": dbus.Array(["a", "b"], signature="s"),
+    "no numbers": dbus.Array([], signature="i"),
+    "bytes": dbus.ByteArray(b"\0\1"),
+    "another map": dbus.Dictionary({dbus.Int32(1): "a"}, signature="is"),
+    "a map of texts": dbus.Dictionary({"Address": "10.0.0.1"}, signature="ss"),
+    "an empty map": dbus.Dictionary({}, signature="sv"),
+    "a structure": dbus.Struct(("a", 1, dbus.Array([1], signature="i")), signature=None),
+    "a variant in a variant": dbus.String("x", variant_level=3),
+    "a deep nest": dbus.Array([dbus.Array([dbus.Dictionary({"a": values(b="c")}, signature="sa{sv}")])]),
+}
+
+
+@pytest.mark.parametrize("value", VARIANTS.values(), ids=VARIANTS)
+def test_settings_of_another_type_are_none(connman, network, value):
+    written = NOTHING | {"ipaddress": "10.9.8.7", "netmask": "255.0.0.0", "dhcp": False}
+    network.write(**written)
+    for name in ("IPv4.Configuration", "IPv4", "IPv6"):
+        connman.set(name, value)
+    connman.set("Nameservers", dbus.Array([], signature="s"))
+
+    network.read()
+
+    assert network.settings == written
+
+
+@pytest.mark.parametrize("value", [value for value in VARIANTS.values() if value != ["a", "b"]])
+def test_name_servers_of_another_type_are_not_told(connman, network, value):
+    network.nameserver = "1.1.1.1"
+    connman.set("Nameservers", value)
+
+    network.read()
+
+    assert network.nameserver == "1.1.1.1"
+
+
+@pytest.mark.parametrize("value", VARIANTS.values(), ids=VARIANTS)
+def test_an_address_of_another_type_is_none(connman, network, value):
+    connman.set("IPv4", values(method=value, netmask=value, address="10.1.2.3"))
+
+    network.read()
+
+    assert network.settings == LEASED | {"ipaddress": "10.1.2.3", "netmask": "", "dhcp": False}
+
+
+@pytest.mark.parametrize(
+    "answer",
+    [("",), ("s", "x"), ("as", ["x"]), ("a{ss}", {"IPv4": "x"}), ("a{iv}", {1: "x"}), ("v", "x"), ("ai", [1])],
+    ids=lambda answer: answer[0] or "nothing",
+)
+def test_properties_of_another_type_are_a_failed_read(own_device, network, answer):
+    written = NOTHING | {"ipaddress": "10.9.8.7", "nameserver": "1.1.1.1"}
+    network.write(**written)
+    xml = ("s", f"<node><node name='{OTHER_SERVICE}'/></node>")
+
+    with ScriptedService(own_device, "net.connman", Introspect=xml, GetProperties=answer) as connman:
+        network.read()
+
+    assert connman.seen == ["Introspect", "GetProperties"]
+    assert network.settings == written
