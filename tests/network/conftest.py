@@ -20,6 +20,10 @@ class NetworkDevice(SimulatedDevice):
         """What the init system was told, such as "Start hostname", in order."""
         return [f"{each['call']} {each['job']}" for each in self.upstart_log()]
 
+    def platform_log_of(self, call):
+        """The arguments of each call of that name that the platform got."""
+        return [each["args"] for each in self.platform_log() if each["call"] == call]
+
 
 @pytest.fixture
 def device_class():
