@@ -123,7 +123,7 @@ def test_every_method_refuses_a_call_without_its_arguments(client):
 
 @pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS)
 def test_every_method_takes_any_text(device, client, text):
-    others = {"b": True, "i": len(text), "u": len(text)}
+    others = {"b": True, "i": len(text), "u": len(text), "v": dbus.String(text, variant_level=1)}
 
     for method in client.methods():
         values = [text if kind == "s" else others[kind] for kind in method.signature]
@@ -135,11 +135,13 @@ def test_every_method_takes_any_text(device, client, text):
 
 def test_random_calls_are_all_answered(client):
     source = random.Random(4711)
+    variants = [variant_of(kind) for kind in ARGUMENTS]
     makers = {
         "s": lambda: "".join(chr(source.randrange(1, source.choice((128, 0xD800)))) for _ in range(9)),
         "b": lambda: source.random() < 0.5,
         "i": lambda: source.randrange(-(2**31), 2**31),
         "u": lambda: source.randrange(2**32),
+        "v": lambda: source.choice(variants),
     }
     methods = [method for method in client.methods() if not method.name.startswith(("saveEnv", "loadEnv"))]
 

@@ -1,11 +1,9 @@
 """The daemon's memory stays what it is, however long clients call it."""
 
-import os
-
 import dbus
 import pytest
 from busclient import BusClient
-from insidetools import resident_kib
+from insidetools import SPARING, resident_kib, sanitizer_environment
 
 GROWTH_KIB = 1024
 
@@ -26,8 +24,7 @@ ROUND = {
 @pytest.fixture
 def sparing_client(new_device):
     """A client of a daemon whose sanitizer, if any, gives freed memory back at once."""
-    options = os.environ.get("ASAN_OPTIONS", "")
-    new_device.start(env={"ASAN_OPTIONS": f"{options}:quarantine_size_mb=0:thread_local_quarantine_size_kb=0"})
+    new_device.start(env=sanitizer_environment(**SPARING))
     with BusClient(new_device) as client:
         yield client
 

@@ -12,6 +12,7 @@ INTERFACES = {
     "/system/guiLevel2": "local.BareboxConfig",
     "/system/guiLevel3": "local.BareboxConfig",
     "/system/guiSystem": "local.BareboxConfig",
+    "/system/network": "local.NetworkInterface",
     "/system/variables": "local.BareboxConfig",
     "/loader": "local.FwUpdateSettings",
     "/loader/boot": "local.BareboxConfig",

@@ -284,7 +284,7 @@ def test_the_hardware_address_is_the_boot_variable(network):
     bus.call("/loader/config", "set", "eth0.ethaddr", '"aa:bb"')
     assert network.macaddress == "aa:bb"
 
-    bus.call("/loader/config", "del", "eth0.ethaddr")
+    bus.call("/loader/config", "set", "eth0.ethaddr", "")
     assert network.macaddress == ""
 
 

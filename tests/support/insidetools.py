@@ -1,5 +1,7 @@
 """Shell scripts inside a device, tools of ours ahead of the device's own, and a look at the daemon's process."""
 
+import os
+
 SHADOWS = "/opt/shadows"
 SHADOWED_PATH = f"{SHADOWS}:/usr/sbin:/usr/bin:/sbin:/bin"
 
@@ -17,6 +19,15 @@ def shadow(device, tool, script):
 def start_shadowed(device, wait=True):
     """Starts the daemon so that it finds the shadows."""
     device.start_daemon(env={"PATH": SHADOWED_PATH}, wait=wait)
+
+
+def sanitizer_environment(**options):
+    """Options for the sanitizers of a daemon's build, ASAN_OPTIONS and the like, added to those we were given."""
+    return {name: f"{os.environ.get(name, '')}:{text}" for name, text in options.items()}
+
+
+# Has a daemon that runs under a sanitizer give freed memory back at once, so that its size tells of leaks alone.
+SPARING = {"ASAN_OPTIONS": "quarantine_size_mb=0:thread_local_quarantine_size_kb=0"}
 
 
 def daemon_children(device):
