@@ -42,7 +42,7 @@ def main():
     bus = dbus.SystemBus()
     network = bus.get_object(*NODEKEEP, introspect=False)
     for name, value in SETTINGS.items():
-        network.Set(OWN, name, dbus.String(value) if isinstance(value, str) else value, dbus_interface=PROPERTIES)
+        network.Set(OWN, name, value, dbus_interface=PROPERTIES, signature="ssv")
     ((path, _),) = bus.get_object("net.connman", "/").GetServices(dbus_interface="net.connman.Manager")
     service = bus.get_object("net.connman", path, introspect=False)
 
@@ -50,8 +50,8 @@ def main():
         assert network.saveChanges(dbus_interface=OWN)
 
     def floor():
-        servers = dbus.Array([SETTINGS["nameserver"]], signature="s", variant_level=1)
-        service.SetProperty("Nameservers.Configuration", servers, dbus_interface=SERVICE)
+        servers = dbus.Array([SETTINGS["nameserver"]], signature="s")
+        service.SetProperty("Nameservers.Configuration", servers, dbus_interface=SERVICE, signature="sv")
         write_and_sync(content)
 
     save()
