@@ -11,7 +11,7 @@ int openFlags(QIODevice::OpenMode mode)
     // O_NONBLOCK keeps the open itself from waiting for the other end of a FIFO; regular files don't mind.
     constexpr int always = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     if (mode.testFlags(QIODevice::ReadWrite))
-        return O_RDWR | always;
+        return O_RDWR | O_CREAT | always;
     if (mode.testFlag(QIODevice::WriteOnly))
         return O_WRONLY | O_CREAT | O_TRUNC | always;
     return O_RDONLY | always;

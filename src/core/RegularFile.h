@@ -16,8 +16,8 @@
 /** Opens `path` as `file` for reading, for writing with truncation, or for both without.
  *
  *  @param file a closed QFile; the descriptor goes with it
- *  @param mode QIODevice::ReadOnly, QIODevice::WriteOnly (truncates; creates the file when missing) or
- *              QIODevice::ReadWrite (neither truncates nor creates)
+ *  @param mode QIODevice::ReadOnly, QIODevice::WriteOnly (truncates) or QIODevice::ReadWrite (doesn't); the writing
+ *              ones create the file when it is missing
  *  @return false when the file can't be opened or is not a regular one; `file` is then closed */
 [[nodiscard]] bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenMode mode);
 

@@ -79,12 +79,15 @@ void FwUpdateSettings::startTool(const QString &program, const QStringList &argu
 
 void FwUpdateSettings::fileUploaded(const QString &fname, const QString &rname)
 {
-    if (!fname.endsWith(u"fwupdate"_s))
-        return;
-
-    uploadedFile = fname;
-    qDebug() << "fwupdate file upload:" << fname << " " << rname;
-    unpackFirmware(fname);
+    if (fname.endsWith(u"fwupdate"_s)) {
+        uploadedFile = fname;
+        qDebug() << "fwupdate file upload:" << fname << " " << rname;
+        unpackFirmware(fname);
+    } else if (fname.endsWith(u"codesys.tgz"_s)) {
+        qDebug() << "codesys file uploaded:" << fname << " " << rname;
+        if (restoreCodesysFromTarball(fname))
+            showEffect(60, 5);
+    }
 }
 
 void FwUpdateSettings::unpackFirmware(const QString &fname)

@@ -80,5 +80,6 @@ void FwUpdateSettings::startUpdateNand(const QString &fwversion)
     addConfig(u"update"_s);
     setEnv(u"NAND_UPDATE"_s, fwversion);
     saveEnv();
+    saveToNodekeep();
     reboot();
 }

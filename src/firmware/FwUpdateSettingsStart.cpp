@@ -4,6 +4,7 @@
 
 #include "core/RegularFile.h"
 #include "firmware/FwUpdateWorker.h"
+#include "plc/ApplicationFiles.h"
 
 #include <qmz/SysCfgMgrGlobals.h>
 
@@ -43,10 +44,7 @@ bool FwUpdateSettings::srvMounted()
     if (!mounts || !mounts->contains(" /srv "))
         return false;
 
-    // The PLC runtime expects both.
-    const QDir codesys(u"/srv/codesys"_s);
-    codesys.mkdir(u"visu"_s);
-    codesys.mkdir(u"PlcLogic"_s);
+    makePlcDirectories();
     return true;
 }
 
@@ -57,7 +55,7 @@ void FwUpdateSettings::finishSrvStart()
         saveEnvNoRestore();
         QDir(envPath).remove(factoryInitMarker);
     }
-    fwUpdated = factoryInit;
+    fwUpdated = restoreFromNodekeep() || factoryInit;
 }
 
 void FwUpdateSettings::startScan()

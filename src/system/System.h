@@ -48,6 +48,12 @@ public:
     QString oztReleasename() const;
     QString oztBuildtime() const;
 
+public Q_SLOTS:
+    /** Removes the PLC runtime's applications, each with the event codesysFileRemoved, and restarts the runtime. The
+     *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
+     *  @return whether the device has a PLC runtime */
+    bool resetCodesys();
+
 protected Q_SLOTS:
     /** The kernel's host name has changed. */
     void hostnameChanged(const QString &path);

@@ -198,11 +198,18 @@ TEST_F(RegularFileTest, LinkToAFileIsFollowed)
     EXPECT_EQ(readFile(directory.filePath(u"target"_s)), "new");
 }
 
-TEST_F(RegularFileTest, OpeningForBothNeitherTruncatesNorCreates)
+TEST_F(RegularFileTest, OpeningForBothCreatesTheFile)
 {
-    QFile missing;
-    EXPECT_FALSE(openRegularFile(missing, path, QIODevice::ReadWrite));
-    EXPECT_FALSE(fileExists(path));
+    QFile file;
+
+    ASSERT_TRUE(openRegularFile(file, path, QIODevice::ReadWrite));
+
+    EXPECT_EQ(file.readAll(), "");
+    EXPECT_TRUE(fileExists(path));
+}
+
+TEST_F(RegularFileTest, OpeningForBothDoesNotTruncate)
+{
     writeFile(path, "content");
 
     QFile file;

@@ -1,0 +1,27 @@
+#include "plc/SysFileMap.h"
+
+#include "core/RegularFile.h"
+
+#include <QFile>
+
+QStringList sysFileMapNames(const QByteArray &map)
+{
+    QStringList names;
+    bool inSection = false;
+    for (const QByteArray &line : map.split('\n')) {
+        if (!inSection) {
+            inSection = line.contains("[SysFileMap]");
+            continue;
+        }
+        if (line.startsWith('['))
+            break;
+        const QByteArrayView entry = upToNul(line);
+        const qsizetype end = entry.indexOf('=');
+        if (end < 0)
+            continue;
+        const QByteArrayView path = entry.first(end);
+        if (path.startsWith("/srv/codesys/"))
+            names.append(QFile::decodeName(path.sliced(path.lastIndexOf('/') + 1).toByteArray()));
+    }
+    return names;
+}
