@@ -78,8 +78,8 @@ public Q_SLOTS:
     /** Makes the properties the device's settings: writes /etc/network/interfaces and gives connman the name server.
      * The addresses follow 1500 ms later, so that a client on the network still gets its answer; they are the
      * properties of that moment. A changed address is told as event. Boot variables are not saved.
-     *  @return false when the file can't be written; nothing else has been done then. A refusal by connman is not
-     *          reported. */
+     *  @return false when the file can't be written; only the job "nmbd" has been stopped then. A refusal by connman is
+     *          not reported. */
     bool saveChanges();
     /** What connman tells of any of its services. Only the property "State" counts.
      *  @param map the property's value */

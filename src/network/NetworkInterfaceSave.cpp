@@ -49,7 +49,7 @@ bool NetworkInterface::saveChanges()
     ::sync();
 
     raiseAddressEvent();
-    startTimer(applyDelayMs);
+    startTimer(applyDelayMs, Qt::PreciseTimer); // a coarse one may come before its time
     return true;
 }
 
@@ -73,12 +73,13 @@ void NetworkInterface::timerEvent(QTimerEvent *event)
 {
     killTimer(event->timerId());
     if (dhcp) {
-        qDebug() << "set to dhcp:" << setConnmanMethod(false, u"dhcp"_s);
+        const QString refusal = setConnmanMethod(false, u"dhcp"_s);
+        qDebug() << "set to dhcp:" << refusal;
         setConnmanMethod(true, u"auto"_s);
         Upstart::stop(u"avahi_2dautoip"_s, false);
     } else {
-        qDebug() << "set to manual ip:"
-                 << setConnmanManual(false, ip.toString(), netmask.toString(), gateway.toString());
+        const QString refusal = setConnmanManual(false, ip.toString(), netmask.toString(), gateway.toString());
+        qDebug() << "set to manual ip:" << refusal;
         Upstart::start(u"avahi_2dautoip"_s, false);
     }
     Q_EMIT saveSettings();

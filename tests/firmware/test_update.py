@@ -53,6 +53,8 @@ def test_starting_a_firmware_names_it_in_the_flash_and_then_reboots(device: Firm
     calls = [[line["call"], *line["args"]] for line in device.platform_log()[before:]]
     assert calls == [
         ["SystemEvent.firmwareUpdate", 5, "/"],
+        ["Upstart.stop", "nmbd", False],
+        ["SystemEvent.networkAddressChange", "DHCP", "/"],
         ["Upstart.stop", "dorlanserver", False],
         ["SystemEvent.reboot", "/"],
     ]

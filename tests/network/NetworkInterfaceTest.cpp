@@ -139,6 +139,51 @@ TEST_F(NetworkInterfaceTest, OnlineAndIdleAreSignalled)
     EXPECT_EQ(started, (QList<QVariantList>{{true}, {true}, {false}}));
 }
 
+TEST_F(NetworkInterfaceTest, OnlineIsSignalledAfterTheReadAndBeforeTheJobs)
+{
+    const Connman connman;
+    QString readBefore;
+    QString readThen;
+    QStringList jobsThen{u"not signalled"_s};
+    QObject::connect(&network, &NetworkInterface::getSettings, &network,
+                     [&] { readBefore = network.property("ipaddress").toString(); });
+    QObject::connect(&network, &NetworkInterface::connmanStarted, &network, [&] {
+        readThen = network.property("ipaddress").toString();
+        jobsThen = platformCallTexts();
+    });
+
+    network.connmanServicePropertyChanged(u"State"_s, QDBusVariant(u"ready"_s));
+
+    EXPECT_EQ(readBefore, QString());
+    EXPECT_EQ(readThen, u"192.168.10.77"_s);
+    EXPECT_EQ(jobsThen, QStringList());
+    EXPECT_EQ(platformCallTexts().size(), 3);
+}
+
+TEST_F(NetworkInterfaceTest, IdleIsSignalledBeforeTheJobsAndReadsNothing)
+{
+    QSignalSpy read(&network, &NetworkInterface::getSettings);
+    QStringList jobsThen{u"not signalled"_s};
+    QObject::connect(&network, &NetworkInterface::connmanStarted, &network, [&] { jobsThen = platformCallTexts(); });
+
+    network.connmanServicePropertyChanged(u"State"_s, QDBusVariant(u"idle"_s));
+
+    EXPECT_EQ(jobsThen, QStringList());
+    EXPECT_EQ(platformCallTexts().size(), 3);
+    EXPECT_EQ(read.count(), 0);
+}
+
+TEST_F(NetworkInterfaceTest, ApplyIsSignalledAfterTheJob)
+{
+    QStringList jobsThen;
+    QObject::connect(&network, &NetworkInterface::saveSettings, &network, [&] { jobsThen = platformCallTexts(); });
+    ASSERT_TRUE(network.saveChanges());
+
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !jobsThen.isEmpty(); }, 20000));
+
+    EXPECT_EQ(jobsThen.last(), u"Upstart.stop(\"avahi_2dautoip\", false)"_s);
+}
+
 TEST_F(NetworkInterfaceTest, StartUpIsSignalledOnlyWithConnman)
 {
     QSignalSpy started(&network, &NetworkInterface::connmanStarted);
@@ -160,6 +205,7 @@ TEST_F(NetworkInterfaceTest, EachSaveIsAppliedAndSignalledOnce)
 
     EXPECT_TRUE(QTest::qWaitFor([&] { return saved.count() == 2; }, 20000));
     EXPECT_EQ(platformCallTexts().count(u"Upstart.stop(\"avahi_2dautoip\", false)"_s), 2);
+    EXPECT_FALSE(QTest::qWaitFor([&] { return saved.count() > 2; }, 2000)) << "a timer has fired twice";
 }
 
 TEST_F(NetworkInterfaceTest, FirstNameServerComesStraightFromConnman)

@@ -2,7 +2,10 @@
 
 import dbus
 import pytest
+from busclient import BusClient
+from insidetools import daemon_children, shadow, start_shadowed
 from mockservices import ConnmanMock, ScriptedService
+from networkclient import NetworkClient
 
 LEASED = {
     "ipaddress": "192.168.10.77",
@@ -54,6 +57,15 @@ def test_an_empty_address_counts_as_none(connman, network):
     network.read()
 
     assert network.settings == LEASED
+
+
+def test_a_map_without_an_address_is_not_looked_at_further(connman, network):
+    connman.set("IPv4.Configuration", values(method="manual", netmask="255.0.0.0"))
+    connman.set("IPv4", values(address="10.1.2.3"))
+
+    network.read()
+
+    assert network.settings == LEASED | {"ipaddress": "10.1.2.3", "netmask": ""}
 
 
 def test_ipv6_is_the_last_resort_and_no_dhcp(connman, network):
@@ -169,10 +181,74 @@ def test_a_failed_read_leaves_all_but_the_gateway(own_device, network):
         network.read()
 
     assert network.settings == written | {"gateway": "0.0.0.0"}
+    assert "getConnmanNetworkSettings: \n" in own_device.daemon_log()
     assert (
         "NetworkInterface::getConnmanNameserver: net.connman/net.connmanService.GetProperty failed."
         in own_device.daemon_log()
     )
+
+
+def test_what_was_written_and_not_saved_goes_when_the_state_changes(own_device, connman, network):
+    network.ipaddress = "10.9.8.7"
+
+    connman.tell("State", "online")
+
+    own_device.wait_for(lambda: network.ipaddress == "192.168.10.77", what="the lease")
+
+
+def ethernet_with_routes(device):
+    device.exec(["sh", "-ec", """
+        ip link add eth0 type veth peer name far0
+        ip link set far0 up
+        ip addr add 192.168.10.7/24 dev eth0
+        ip link set eth0 up
+        ip route add default via 192.168.10.1
+        ip route add 10.0.0.0/8 via 192.168.10.2
+    """], check=True)
+
+
+def test_the_last_gateway_of_the_port_counts_and_each_is_logged(own_device, network):
+    ethernet_with_routes(own_device)
+
+    network.read()
+
+    assert network.gateway == "192.168.10.2"
+    log = own_device.daemon_log()
+    assert 'gateway: "192.168.10.1"\ngateway: "192.168.10.2"\n' in log
+
+
+def test_a_route_without_gateway_logs_nothing(own_device, network):
+    ethernet_with_routes(own_device)
+    own_device.exec(["sh", "-ec", "ip route del default; ip route del 10.0.0.0/8"], check=True)
+
+    network.read()
+
+    assert network.gateway == "0.0.0.0"
+    assert "gateway:" not in own_device.daemon_log()
+
+
+def test_without_the_tool_there_is_no_gateway(own_device, network):
+    own_device.exec(["sh", "-c", "mount --bind /dev/null $(readlink -f $(which route))"], check=True)
+    network.gateway = "10.0.0.1"
+
+    network.read()
+
+    assert network.gateway == "0.0.0.0"
+
+
+@pytest.mark.slow
+def test_a_tool_that_hangs_is_left_after_its_time(new_device):
+    new_device.start(daemon=False)
+    shadow(new_device, "route", "exec sleep 1000")
+    start_shadowed(new_device)
+    with BusClient(new_device) as bus:
+        network = NetworkClient(bus)
+        network.gateway = "10.0.0.1"
+
+        network.call("getCurrentSettings", limit=60)
+
+        assert network.gateway == "0.0.0.0"
+    assert daemon_children(new_device) == []
 
 
 INTROSPECTIONS = {

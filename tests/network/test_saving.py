@@ -1,5 +1,7 @@
 """What saveChanges writes, tells and leaves for later, steered by a mock of connman."""
 
+import time
+
 import pytest
 from mockservices import SILENCE, ConnmanMock, ScriptedService
 from test_real_services import DHCP_STANZA, INTERFACES
@@ -60,6 +62,8 @@ def test_static_settings_are_written_and_handed_over_name_servers_first(own_devi
     assert connman.properties_set() == [nameservers("9.9.9.9")]
     assert address_events(own_device) == [["10.1.2.3", "/"]]
     assert applied(own_device, connman, 2) == [nameservers("9.9.9.9"), manual()]
+    own_device.wait_for(lambda: started(own_device, "avahi_2dautoip"), what="the end of the apply")
+    assert connman.properties_set() == [nameservers("9.9.9.9"), manual()]
 
 
 def test_dhcp_is_written_and_handed_over_and_clears_the_name_servers(own_device, connman, network):
@@ -286,6 +290,40 @@ def test_the_hardware_address_is_the_boot_variable(network):
 
     bus.call("/loader/config", "set", "eth0.ethaddr", "")
     assert network.macaddress == ""
+
+
+class WatchedConnman(ScriptedService):
+    """A connman that takes note of when it is told, and of what the device has done by then."""
+
+    def __init__(self, device):
+        xml = ("s", "<node><node name='ethernet_1'/></node>")
+        super().__init__(device, "net.connman", Introspect=xml, SetProperty=("",))
+        self.device = device
+        self.times = []
+        self.sights = []
+
+    def handle(self, connection, message):
+        if message.get_member() == "SetProperty":
+            self.times.append(time.monotonic())
+            calls = [each["args"][0] for each in self.device.platform_log() if each["call"].startswith("Upstart.")]
+            self.sights.append((self.device.read(FILE), calls, len(address_events(self.device))))
+        return super().handle(connection, message)
+
+
+def test_name_servers_go_out_in_the_middle_of_the_file_and_addresses_at_the_end_of_the_delay(own_device, network):
+    network.write(**PORT)
+    with WatchedConnman(own_device) as connman:
+        assert network.save()
+        answered = time.monotonic()
+        own_device.wait_for(lambda: len(connman.sights) == 2, what="the addresses")
+
+    (unfinished, jobs_first, events_first), (finished, jobs_then, _) = connman.sights
+    assert "can0 inet" not in unfinished
+    assert (jobs_first, events_first) == (["nmbd"], 0)
+    assert finished == INTERFACES.format(ethernet=stanza())
+    assert jobs_then == ["nmbd", "hostname"]
+    # The timer runs from a moment before the answer.
+    assert connman.times[1] - answered > 1
 
 
 @pytest.mark.slow

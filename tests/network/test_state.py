@@ -3,7 +3,7 @@
 import dbus
 import pytest
 from busclient import BusClient
-from mockservices import AvahiMock, ConnmanMock, ScriptedService
+from mockservices import SILENCE, AvahiMock, ConnmanMock, ScriptedService
 from networkclient import NetworkClient
 
 LINK_LOCAL = "avahi_2dautoip"
@@ -210,6 +210,27 @@ def test_a_name_that_is_written_again_is_told_again(own_device):
             own_device.write("/proc/sys/kernel/hostname", "mill-7\n")
             own_device.wait_for(lambda: avahi.host_names()[before:][-1:] == ["mill-7"], what="the call")
             own_device.wait_for(lambda: quiet(own_device, avahi.host_names), what="the notices to be over")
+
+
+def test_two_changes_are_told_in_order(own_device):
+    with AvahiMock(own_device) as avahi:
+        for name in ("mill-7", "press-9"):
+            own_device.write("/proc/sys/kernel/hostname", name)
+            own_device.wait_for(lambda: avahi.host_names()[-1:] == [name], what="the call")
+
+
+def test_avahi_that_never_answers_keeps_nobody_waiting(own_device, network):
+    with ScriptedService(own_device, "org.freedesktop.Avahi", SetHostName=SILENCE) as avahi:
+        network.call("connmanServicePropertyChanged", "State", "online", signature="sv", limit=10)
+
+        own_device.wait_for(lambda: avahi.seen == ["SetHostName"], what="the call")
+        assert network.call("getHostname", limit=10) == "node-4711"
+
+
+def test_a_host_name_that_cant_be_read_is_qmz(own_device, network):
+    own_device.exec(["mount", "--bind", "/dev/null", "/proc/sys/kernel/hostname"], check=True)
+
+    assert network.call("getHostname") == "qmz"
 
 
 def test_an_empty_host_name_is_told_as_such(own_device, network):

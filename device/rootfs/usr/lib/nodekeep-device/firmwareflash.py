@@ -42,12 +42,8 @@ def install_named_firmware(log):
 
 
 def write_root(firmware):
-    for entry in os.scandir("/etc"):
-        if entry.is_dir(follow_symlinks=False):
-            shutil.rmtree(entry.path)
-        else:
-            os.unlink(entry.path)
-    subprocess.run(["cp", "-a", f"{IMAGE}/etc/.", "/etc/"], check=True)
+    for directory in ("/etc", "/CODESYSControl"):
+        replace_by_image(directory)
     with open(os.path.join(firmware, "control"), "rb") as file:
         control = variables(file.read())
     # The image in a package made for this device holds random bytes; its version record is the control file's.
@@ -57,6 +53,16 @@ def write_root(firmware):
     with open(MARKER, "w"):
         pass
     os.sync()
+
+
+def replace_by_image(directory):
+    os.makedirs(directory, exist_ok=True)
+    for entry in os.scandir(directory):
+        if entry.is_dir(follow_symlinks=False):
+            shutil.rmtree(entry.path)
+        else:
+            os.unlink(entry.path)
+    subprocess.run(["cp", "-a", f"{IMAGE}{directory}/.", directory], check=True)
 
 
 def variables(text):
