@@ -5,6 +5,7 @@
 #include "firmware/FwUpdateSettings.h"
 #include "firmware/Udevmonitor.h"
 #include "network/NetworkInterface.h"
+#include "logtime/Systemtime.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>
@@ -68,6 +69,7 @@ int main(int argc, char **argv)
     QObject::connect(blockMonitor, SIGNAL(remove(udev_device *)), updateManager, SLOT(removeBlock(udev_device *)));
     auto *const system = new System(nullptr);
     network->setParent(system);
+    new Systemtime(u"time"_s, system);
     new Constants(system);
     new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
 
