@@ -1,4 +1,5 @@
 #include "bootenv/BareboxConfig.h"
+#include "can/CanInterface.h"
 #include "core/Constants.h"
 #include "core/CrashBacktrace.h"
 #include "core/Version.h"
@@ -70,6 +71,8 @@ int main(int argc, char **argv)
     auto *const system = new System(nullptr);
     network->setParent(system);
     new Systemtime(u"time"_s, system);
+    CanInterface can(system);
+    can.setObjectName(u"can"_s);
     new Constants(system);
     new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
 
@@ -87,6 +90,7 @@ int main(int argc, char **argv)
 
     const int status = QCoreApplication::exec();
 
+    can.setParent(nullptr); // this frame's, though it stands below the system object
     delete system;
     delete updateManager;
     delete version;

@@ -1,0 +1,78 @@
+#include "can/CanInterface.h"
+
+#include "can/CanTermination.h"
+#include "can/CanconfigOutput.h"
+#include "core/ChildProcess.h"
+
+#include <QProcess>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString port = u"can0"_s;
+
+const QString bitRate = u"BITRATE"_s;
+const QString terminationState = u"TERMINATION"_s;
+const QString restartTime = u"RESTART"_s;
+
+void restartPort()
+{
+    QProcess::execute(u"/sbin/ifdown"_s, {port});
+    QProcess::execute(u"/sbin/ifconfig"_s, {port, u"down"_s});
+    QProcess::execute(u"/sbin/ifup"_s, {port});
+}
+
+} // namespace
+
+CanInterface::CanInterface(QObject *parent) : QObject(parent), canConfig(this, u"/etc/network/"_s, u"canconfig"_s)
+{
+    if (canConfig.exists(bitRate)) {
+        setTermination(canConfig.getTrimmed(terminationState).toInt() != 0);
+    } else {
+        canConfig.set(bitRate, u"1000000"_s);
+        canConfig.set(terminationState, u"0"_s);
+        canConfig.set(restartTime, u"1000"_s);
+        canConfig.save();
+    }
+}
+
+int CanInterface::getActualBaudrate() const
+{
+    QProcess process;
+    runTool(process, u"/sbin/canconfig"_s, {port});
+    return bitRateIn(process.readAllStandardOutput());
+}
+
+int CanInterface::getCanBaudrate() const
+{
+    return canConfig.getTrimmed(bitRate).toInt();
+}
+
+void CanInterface::setBaudrate(int bitsPerSecond)
+{
+    canConfig.syncSet(bitRate, QString::number(bitsPerSecond));
+    restartPort();
+}
+
+bool CanInterface::getCanTerm() const
+{
+    return readCanTermination();
+}
+
+void CanInterface::setTermination(bool on)
+{
+    canConfig.syncSet(terminationState, on ? u"1"_s : u"0"_s);
+    writeCanTermination(on);
+}
+
+uint CanInterface::getRestartMs() const
+{
+    return canConfig.getTrimmed(restartTime).toUInt();
+}
+
+void CanInterface::setRestartMs(uint milliseconds)
+{
+    canConfig.syncSet(restartTime, QString::number(milliseconds));
+    restartPort();
+}
