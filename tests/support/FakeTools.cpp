@@ -3,6 +3,7 @@
 #include "support/TestFiles.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 using namespace Qt::StringLiterals;
 
@@ -21,6 +22,13 @@ void FakeTools::add(const QString &name, const QByteArray &script)
 {
     const QByteArray record = "echo \"" + name.toUtf8() + " $*\" >>" + QFile::encodeName(path(u"calls"_s)) + '\n';
     writeExecutable(path(name), "#!/bin/sh\n" + record + script);
+}
+
+void FakeTools::addAt(const QString &toolPath, const QByteArray &script)
+{
+    const QString name = QFileInfo(toolPath).fileName();
+    add(name, script);
+    inPlace.push_back(std::make_unique<BindMount>(path(name), toolPath));
 }
 
 void FakeTools::hideAllOthers()

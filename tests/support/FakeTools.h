@@ -1,13 +1,19 @@
 #pragma once
 
+#include "support/BindMount.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
-/** Shell scripts that stand in PATH in front of the device's own tools, and a record of how they were called.
+#include <memory>
+#include <vector>
+
+/** Shell scripts that stand in PATH in front of the device's own tools, or in their very place, and a record of how
+ * they were called.
  *
- *  PATH is as before when the object goes. */
+ *  All is as before when the object goes. */
 class FakeTools
 {
 public:
@@ -18,6 +24,8 @@ public:
     /** Puts a tool in place.
      *  @param script what it does once its call is recorded; shell text, "exec /bin/rm \"$@\"" say */
     void add(const QString &name, const QByteArray &script = "exit 0\n");
+    /** Puts a tool in the place of one that the device has, for those who call it by its path. */
+    void addAt(const QString &path, const QByteArray &script = "exit 0\n");
     /** From now on the tools that were added are the only ones to be found. */
     void hideAllOthers();
 
@@ -29,5 +37,6 @@ private:
     QString path(const QString &name) const;
 
     QTemporaryDir directory;
+    std::vector<std::unique_ptr<BindMount>> inPlace; // gone before the directory
     QByteArray previousPath;
 };
