@@ -147,6 +147,11 @@ class Inspection:
         """The calls that the init system's stand-in got: dictionaries with time, job, call, env and wait."""
         return self.json_lines("/var/log/upstart-jobs.jsonl")
 
+    def tool_log(self, *tools):
+        """The calls that stand-ins for system tools got, all or those of the named ones: name and arguments as a list."""
+        calls = [[entry["tool"], *entry["args"]] for entry in self.json_lines("/var/log/device-tools.jsonl")]
+        return [call for call in calls if not tools or call[0] in tools]
+
     def json_lines(self, path):
         try:
             # A line without its end is still being written.
