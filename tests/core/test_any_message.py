@@ -124,6 +124,7 @@ def test_every_method_refuses_a_call_without_its_arguments(client):
 @pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS)
 def test_every_method_takes_any_text(device, client, text):
     others = {"b": True, "i": len(text), "u": len(text), "v": dbus.String(text, variant_level=1)}
+    others = {"b": True, "i": len(text), "t": len(text), "u": len(text)}
 
     for method in client.methods():
         values = [text if kind == "s" else others[kind] for kind in method.signature]
@@ -140,6 +141,7 @@ def test_random_calls_are_all_answered(client):
         "s": lambda: "".join(chr(source.randrange(1, source.choice((128, 0xD800)))) for _ in range(9)),
         "b": lambda: source.random() < 0.5,
         "i": lambda: source.randrange(-(2**31), 2**31),
+        "t": lambda: source.randrange(2**64),
         "u": lambda: source.randrange(2**32),
         "v": lambda: source.choice(variants),
     }
