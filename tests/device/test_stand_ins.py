@@ -1,8 +1,10 @@
 """The programs that stand for what a PC does not have."""
 
+import datetime
 import json
 import os
 import subprocess
+import time
 
 import pytest
 import simdevice
@@ -99,6 +101,14 @@ def test_an_environment_that_is_too_large_is_refused_and_the_flash_kept(device):
         ["flash_eraseall"],
         ["flash_eraseall", "/dev/nothing"],
         ["shutdown", "-r", "later"],
+        ["hwclock", "-r"],
+        ["hwclock", "-s", "-u"],  # without the right to set the clock
+        ["ifup", "eth0"],
+        ["ifup", "can0"],  # without settings
+        ["ifdown"],
+        ["ifconfig", "can0", "up"],
+        ["canconfig", "can1"],
+        ["canconfig", "can0"],  # before the port was up
     ],
 )
 def test_a_wrong_call_fails_with_one_line(device, command):
@@ -109,14 +119,17 @@ def test_a_wrong_call_fails_with_one_line(device, command):
     assert not device.exists("/dev/nothing")
 
 
-@pytest.mark.parametrize("program", ["bareboxenv", "flash_eraseall", "shutdown"])
+STAND_INS = ["bareboxenv", "flash_eraseall", "shutdown", "hwclock", "ifup", "ifdown", "ifconfig", "canconfig"]
+
+
+@pytest.mark.parametrize("program", STAND_INS)
 def test_a_stand_in_refuses_a_real_machine(program, tmp_path):
     path = os.path.join(simdevice.PROJECT, "device/rootfs/usr/sbin", program)
     flash = tmp_path / "flash"
     flash.write_bytes(b"as it was")
     arguments = {"bareboxenv": ["-s", tmp_path, flash], "flash_eraseall": [flash], "shutdown": ["-r", "now"]}
 
-    result = subprocess.run([path, *arguments[program]], capture_output=True, text=True)
+    result = subprocess.run([path, *arguments.get(program, ["can0"])], capture_output=True, text=True)
 
     assert result.returncode == 1
     assert "refusing to run on a real machine" in result.stderr
@@ -151,6 +164,60 @@ echo "$1" >>/tmp/job
     device.write("/tmp/go", "")
 
     device.wait_for(lambda: device.read("/tmp/job") == "stop\nstart\n", what="the job started without waiting")
+
+
+def hardware_time(device):
+    text = device.exec(["hwclock", "-r", "-u"], check=True).stdout
+    return datetime.datetime.fromisoformat(text.strip()).timestamp()
+
+
+def test_the_hardware_clock_goes_on_over_a_power_cut(device):
+    assert abs(hardware_time(device) - time.time()) < 2
+    device.write("/var/lib/hwclock-offset", "-1000000")
+
+    device.power_cycle()
+
+    assert abs(hardware_time(device) - time.time() + 1_000_000) < 2
+    device.exec(["hwclock", "-w", "-u"], check=True)
+    assert abs(hardware_time(device) - time.time()) < 2
+
+
+def test_the_port_takes_its_settings_from_the_file(device):
+    device.write("/etc/network/canconfig", "#!/bin/sh\nBITRATE=125000\nTERMINATION=0\nRESTART=1000\n")
+
+    device.exec(["ifup", "can0"], check=True)
+    up = device.exec(["canconfig", "can0"], check=True).stdout
+    device.exec(["ifconfig", "can0", "down"], check=True)
+    down = device.exec(["canconfig", "can0"], check=True).stdout
+
+    assert up.startswith("can0 bitrate: 125000, sample-point: 0.875\ncan0 state: ERROR-ACTIVE\n")
+    assert down.startswith("can0 bitrate: 125000, sample-point: 0.875\ncan0 state: STOPPED\n")
+
+
+@pytest.mark.parametrize("rate", ["0", "-1", "1000001", "fast", ""])
+def test_the_port_refuses_a_rate_that_is_none(device, rate):
+    device.write("/etc/network/canconfig", f"BITRATE={rate}\nRESTART=1000\n")
+
+    result = device.exec(["ifup", "can0"])
+
+    assert result.returncode == 1
+    assert len(result.stderr.splitlines()) == 1
+    assert device.exec(["canconfig", "can0"]).returncode == 1
+
+
+def test_the_calls_of_the_tools_are_recorded_in_order(device):
+    device.exec(["ifdown", "can0"])
+    device.exec(["ifconfig", "can0", "down"])
+    device.exec(["hwclock", "-r", "-u"])
+    device.exec(["ifdown", "can1", "with blank"])
+
+    assert device.tool_log() == [
+        ["ifdown", "can0"],
+        ["ifconfig", "can0", "down"],
+        ["hwclock", "-r", "-u"],
+        ["ifdown", "can1", "with blank"],
+    ]
+    assert device.tool_log("hwclock") == [["hwclock", "-r", "-u"]]
 
 
 def test_the_log_of_platform_events_is_read_over_its_rotation(device):
