@@ -20,12 +20,18 @@ System::System(QObject *parent)
 {
     readInitialHostname();
 
-    QDBusConnection::systemBus().registerObject(u"/system"_s, this,
-                                                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
-                                                    QDBusConnection::ExportChildObjects);
+    QDBusConnection bus = QDBusConnection::systemBus();
+    bus.registerObject(u"/system"_s, this,
+                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
+                           QDBusConnection::ExportChildObjects);
 
     watcher = new QFileSystemWatcher({kernelHostnamePath}, this);
     connect(watcher, &QFileSystemWatcher::fileChanged, this, &System::hostnameChanged);
+
+    // The signature is part of the match: Qt ends the process over a signal whose arguments don't fit the slot.
+    if (!bus.connect(QString(), u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s, this,
+                     SLOT(fileUploaded(QString, QString))))
+        qFatal("file upload signal connection failed!");
 }
 
 QString System::oztversion() const

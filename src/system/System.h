@@ -19,7 +19,10 @@ class QFileSystemWatcher;
  *  device already has does nothing at all.
  *
  *  The `ozt...` properties are the version record of the installed image, read once from /etc/oztversion.conf;
- *  empty when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`. */
+ *  empty when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`.
+ *
+ *  Certificates come by the web server's signal "fileUploaded" and are kept in
+ *  qmz::NodekeepGlobals::CERTIFICATE_PATH; nobody is told whether that worked. */
 class System : public QObject
 {
     Q_OBJECT
@@ -34,7 +37,8 @@ class System : public QObject
 
 public:
     /** Reads the stores and the host name, and registers the object on the bus. When neither /etc/hostname nor the
-     *  kernel has a name, both are given the name "qmz". */
+     *  kernel has a name, both are given the name "qmz". Ends the process when the bus refuses the signal of uploads.
+     */
     explicit System(QObject *parent);
 
     QString getHostname();
@@ -53,11 +57,19 @@ public Q_SLOTS:
      *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
      *  @return whether the device has a PLC runtime */
     bool resetCodesys();
+    /** Removes every file in the certificate directory that is named "*.pdf", in small or capital letters.
+     *  @return how many were removed */
+    int deleteAllCertificates();
 
 protected Q_SLOTS:
     /** The kernel's host name has changed. */
     void hostnameChanged(const QString &path);
     void isOnline(bool nowOnline);
+    /** The web server has taken an upload. A "*.pdf" becomes a certificate and its temporary file goes, even when it
+     *  could not be stored. The PLC runtime's licence file is copied to its place.
+     *  @param fname path of the temporary file
+     *  @param rname name that the uploader gave; not cleaned, a path in it counts */
+    void fileUploaded(const QString &fname, const QString &rname);
 
 private:
     void readInitialHostname();

@@ -1,0 +1,77 @@
+// Files that the device's web server has taken: certificates and the PLC runtime's licence.
+
+#include "system/System.h"
+
+#include <qmz/NodekeepGlobals.h>
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using qmz::NodekeepGlobals;
+
+namespace {
+
+bool isCertificate(const QString &name)
+{
+    return name.toLower().endsWith(u".pdf"_s);
+}
+
+/** Copies a file under a name into a directory, whose last level is made when it is missing, over an older one. */
+void storeFile(const QString &source, const QString &directory, const QString &name)
+{
+    QDir place(directory);
+    if (!place.exists()) {
+        const QString last = place.dirName();
+        place.cdUp();
+        place.mkdir(last);
+        place.cd(last);
+    }
+    const QString target = place.filePath(name);
+
+    QFile::remove(target);
+    // Copying would wait for ever on a FIFO and never come to the end of a device.
+    if (!QFileInfo(source).isFile() || !QFile::copy(source, target))
+        qWarning().noquote() << source << "can't be stored as" << target;
+}
+
+} // namespace
+
+void System::fileUploaded(const QString &fname, const QString &rname)
+{
+    if (rname == NodekeepGlobals::CODESYS_LICENSE_FILE) {
+        storeFile(fname, NodekeepGlobals::CODESYS_LICENSE_PATH, rname);
+        ::sync();
+    }
+
+    if (!isCertificate(rname))
+        return;
+
+    qDebug("Certificate upload");
+    storeFile(fname, NodekeepGlobals::CERTIFICATE_PATH, rname);
+    QFile::remove(fname);
+    ::sync();
+}
+
+int System::deleteAllCertificates()
+{
+    qDebug("delete all certificates");
+
+    QDir certificates(NodekeepGlobals::CERTIFICATE_PATH);
+    if (!certificates.exists())
+        return 0;
+
+    int removed = 0;
+    const QStringList names = certificates.entryList();
+    for (const QString &name : names) {
+        if (isCertificate(name) && certificates.remove(name))
+            ++removed;
+    }
+    if (removed > 0)
+        ::sync();
+    return removed;
+}
