@@ -32,6 +32,9 @@ System::System(QObject *parent)
     if (!bus.connect(QString(), u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s, this,
                      SLOT(fileUploaded(QString, QString))))
         qFatal("file upload signal connection failed!");
+
+    registerPwDisable();
+    connect(&pwDisableTimer, &QTimer::timeout, this, &System::pwDisableTimeout);
 }
 
 QString System::oztversion() const

@@ -4,6 +4,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 class QFileSystemWatcher;
 
@@ -22,7 +23,9 @@ class QFileSystemWatcher;
  *  empty when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`.
  *
  *  Certificates come by the web server's signal "fileUploaded" and are kept in
- *  qmz::NodekeepGlobals::CERTIFICATE_PATH; nobody is told whether that worked. */
+ *  qmz::NodekeepGlobals::CERTIFICATE_PATH; nobody is told whether that worked.
+ *
+ *  The pair getPwDisable and setPwDisable is an entry of the device's object dictionary where there is one. */
 class System : public QObject
 {
     Q_OBJECT
@@ -61,6 +64,15 @@ public Q_SLOTS:
      *  @return how many were removed */
     int deleteAllCertificates();
 
+    /** The code last given to setPwDisable, which does not count down; 0 when no period runs. */
+    uint getPwDisable() const;
+    /** Switches passwords off for a time, in place of what went before. Other processes see it by two bits of the
+     *  shared status word. Nothing of it outlives the daemon but those bits, which stay as they are until the next
+     * call.
+     *  @param disableCode bits 0 to 15: the minutes, of which a day counts at most; 0 ends the period.
+     *                     Bit 16: level 2, bit 17: level 3. Without a level the code is kept until the next call. */
+    void setPwDisable(uint disableCode);
+
 protected Q_SLOTS:
     /** The kernel's host name has changed. */
     void hostnameChanged(const QString &path);
@@ -70,10 +82,14 @@ protected Q_SLOTS:
      *  @param fname path of the temporary file
      *  @param rname name that the uploader gave; not cleaned, a path in it counts */
     void fileUploaded(const QString &fname, const QString &rname);
+    void pwDisableTimeout();
 
 private:
     void readInitialHostname();
     bool readKernelHostname();
+
+    static void registerPwDisable();
+    void showPwDisable() const;
 
     QFileSystemWatcher *watcher = nullptr; // on the kernel's host name
     QString hostname;                      // last known
@@ -83,4 +99,6 @@ private:
     BareboxConfig guiLevel3;
     BareboxConfig guiSystem;
     bool online = false;
+    quint32 pwDisableCode = 0;
+    QTimer pwDisableTimer{this};
 };
