@@ -3,10 +3,13 @@
 #include "bootenv/BareboxConfig.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QTimer>
 
 class QFileSystemWatcher;
+class QNetworkAccessManager;
+class QNetworkReply;
 
 /** The root of the device's settings, on the bus at "/system": what the device is, and its host name.
  *
@@ -60,6 +63,13 @@ public Q_SLOTS:
      *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
      *  @return whether the device has a PLC runtime */
     bool resetCodesys();
+    /** Signals with the LEDs of this device for some seconds; 10 when `timeInSec` is not above 0. */
+    void startMeascardLedSignaling(int timeInSec);
+    /** Asks another device to signal, over HTTP, and returns at once; nobody learns how it went. While one request is
+     *  under way a further one costs memory that is not given back, and the first answer ends the latest request.
+     *  @param networkaddress host, and port and path where they are needed */
+    void remoteMeascardLedSingaling(int timeInSec, const QString &networkaddress);
+
     /** Removes every file in the certificate directory that is named "*.pdf", in small or capital letters.
      *  @return how many were removed */
     int deleteAllCertificates();
@@ -74,6 +84,8 @@ public Q_SLOTS:
     void setPwDisable(uint disableCode);
 
 protected Q_SLOTS:
+    /** The other device has answered, or can't be reached. */
+    void replyFinished(QNetworkReply *reply);
     /** The kernel's host name has changed. */
     void hostnameChanged(const QString &path);
     void isOnline(bool nowOnline);
@@ -98,6 +110,7 @@ private:
     BareboxConfig guiLevel2;
     BareboxConfig guiLevel3;
     BareboxConfig guiSystem;
+    QPointer<QNetworkAccessManager> netManager; // of the latest request to another device; not owned
     bool online = false;
     quint32 pwDisableCode = 0;
     QTimer pwDisableTimer{this};
