@@ -62,6 +62,9 @@ public:
     NandUpdate *addNandUpdate(const QString &path, const QString &version, const QString &releasename,
                               const QString &svnversion, const QString &minUpdaterVer, const QString &date);
 
+    /** The variable "eth0.ethaddr" of the store "config", which becomes the current one. */
+    QString ethernetAddress();
+
 Q_SIGNALS:
     /** The data partition is to be scanned. */
     void scan();
@@ -157,7 +160,6 @@ private:
     void setMainVariable(const QString &name, const QString &value);
     QString mainVariable(const QString &name);
     QString minFwVersion();
-    QString ethernetAddress();
     void fetchBootEnv();
 
     void checkStartMarkers();

@@ -1,0 +1,74 @@
+// The lost password of web user level 3: a signed file that names this device takes it away.
+
+#include "system/System.h"
+
+#include "core/BusObject.h"
+#include "core/RegularFile.h"
+#include "firmware/FwUpdateSettings.h"
+#include "system/PasswordResetFile.h"
+
+#include <qmz/NodekeepGlobals.h>
+#include <qmz/SystemEvent.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+using namespace Qt::StringLiterals;
+using qmz::SystemEvent;
+
+namespace {
+
+const QString eventOrigin = u"/"_s;
+
+/** Whether gpg accepts the file, which carries its signature inside. Waits for gpg without limit. */
+bool isSigned(const QString &file)
+{
+    // gpg would wait for ever on a FIFO or read an endless device; a missing file is left to it.
+    if (const QFileInfo info(file); info.exists() && !info.isFile())
+        return false;
+
+    QProcess gpg;
+    gpg.setProcessChannelMode(QProcess::ForwardedChannels);
+    gpg.setStandardInputFile(QProcess::nullDevice()); // which it reads when the file is named "-"
+    // A name must not become an option.
+    gpg.start(u"gpg"_s, {u"--verify"_s, file.startsWith(u'-') ? u"./"_s + file : file});
+    return gpg.waitForFinished(-1) && gpg.exitStatus() == QProcess::NormalExit && gpg.exitCode() == 0;
+}
+
+} // namespace
+
+bool System::resetWebPassword(const QString &file)
+{
+    const auto refuse = [](void (*tell)(const QString &)) {
+        tell(eventOrigin);
+        return false;
+    };
+
+    if (!isSigned(file))
+        return refuse(SystemEvent::pwResetVerifyFailed);
+
+    QFile text;
+    if (!openRegularFile(text, file, QIODevice::ReadOnly))
+        return refuse(SystemEvent::pwResetFileError);
+    const PasswordResetFile made = PasswordResetFile::read(text);
+    text.close();
+
+    if (made.hostname.isEmpty() || made.mac.isEmpty())
+        return refuse(SystemEvent::pwResetFormatError);
+    if (QString::fromLocal8Bit(made.hostname) != hostname)
+        return refuse(SystemEvent::pwResetHostnameError);
+
+    auto *const updateManager = objectOnBus<FwUpdateSettings>(qmz::NodekeepGlobals::LOADER_PATH);
+    if (!updateManager)
+        return refuse(SystemEvent::pwResetFileError);
+    if (updateManager->ethernetAddress().toLocal8Bit() != made.mac)
+        return refuse(SystemEvent::pwResetMacError);
+
+    guiLevel3.set(u"pw"_s, u""_s);
+    guiLevel3.save();
+    SystemEvent::pwResetSuccessful(eventOrigin);
+    QDir(u"/"_s).remove(file);
+    return true;
+}
