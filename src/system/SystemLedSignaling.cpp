@@ -6,16 +6,42 @@
 
 #include <qmz/SysCfgAccess.h>
 
+#include <QIODevice>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QUrl>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int defaultSeconds = 10;
 constexpr int hereIAmEffect = 6;
+
+/** A body that goes out once: Qt repeats a request by itself when the other side hangs up without an answer. */
+class UnrepeatableBody : public QIODevice
+{
+public:
+    explicit UnrepeatableBody(const QByteArray &body) : text(body) { open(ReadOnly | Unbuffered); }
+
+    bool reset() override { return false; }
+    qint64 size() const override { return text.size(); }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const QByteArray piece = text.mid(pos(), maxSize);
+        std::copy(piece.begin(), piece.end(), data);
+        return piece.size();
+    }
+    qint64 writeData(const char * /*data*/, qint64 /*maxSize*/) override { return -1; }
+
+private:
+    const QByteArray text;
+};
+
 } // namespace
 
 void System::startMeascardLedSignaling(int timeInSec)
@@ -32,7 +58,9 @@ void System::remoteMeascardLedSingaling(int timeInSec, const QString &networkadd
     request.setRawHeader("User-Agent", "QMZ");
     // One call makes one request, wherever the other side would like to send it.
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
-    netManager->post(request, ledRequestBody(timeInSec));
+
+    auto *const body = new UnrepeatableBody(ledRequestBody(timeInSec));
+    body->setParent(netManager->post(request, body));
 }
 
 void System::replyFinished(QNetworkReply *reply)
