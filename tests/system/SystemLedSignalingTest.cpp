@@ -17,7 +17,6 @@
 #include <QTest>
 
 using namespace Qt::StringLiterals;
-using testing::ElementsAre;
 
 namespace {
 

@@ -1,0 +1,253 @@
+// Files that the web server has taken: certificates and the licence of the PLC runtime.
+
+#include "system/SystemFixture.h"
+
+#include "support/BusClient.h"
+#include "support/Messages.h"
+#include "support/QtPrinting.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString certificates = u"/srv/certificates"_s;
+const QString plcFiles = u"/srv/codesys"_s;
+
+class SystemUploadsTest : public SystemFixture
+{
+protected:
+    void SetUp() override
+    {
+        removeAll(certificates);
+        removeAll(plcFiles);
+        start();
+    }
+
+    /** An upload that the web server keeps in a file with this content. */
+    void upload(const QByteArray &content, const QString &name)
+    {
+        writeFile(temporary, content);
+        announce(name);
+    }
+    void announce(const QString &name)
+    {
+        ASSERT_TRUE(
+            QMetaObject::invokeMethod(system.get(), "fileUploaded", Q_ARG(QString, temporary), Q_ARG(QString, name)));
+    }
+
+    static QStringList stored(const QString &place = certificates)
+    {
+        return QDir(place).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+    }
+    static QString certificate(const QString &name) { return certificates + u'/' + name; }
+
+    const QString temporary = directory.filePath(u"upload"_s);
+    Messages messages;
+};
+
+TEST_F(SystemUploadsTest, CertificateIsMovedToTheDirectory)
+{
+    upload("%PDF-1", u"report.pdf"_s);
+
+    EXPECT_EQ(readFile(certificate(u"report.pdf"_s)), "%PDF-1");
+    EXPECT_FALSE(fileExists(temporary));
+    EXPECT_EQ(messages.texts(), QStringList{u"Certificate upload"_s});
+    EXPECT_EQ(platformCallTexts(), QStringList());
+}
+
+TEST_F(SystemUploadsTest, NameKeepsItsCase)
+{
+    upload("a", u"CALIBRATION Nr. 1.PDF"_s);
+    upload("b", u"Ä.pDf"_s);
+
+    EXPECT_EQ(stored(), QStringList({u"CALIBRATION Nr. 1.PDF"_s, u"Ä.pDf"_s}));
+}
+
+TEST_F(SystemUploadsTest, SameNameReplacesTheOlderOne)
+{
+    upload("a longer text", u"a.pdf"_s);
+
+    upload("b", u"a.pdf"_s);
+
+    EXPECT_EQ(readFile(certificate(u"a.pdf"_s)), "b");
+    EXPECT_EQ(stored(), QStringList{u"a.pdf"_s});
+}
+
+TEST_F(SystemUploadsTest, OtherFilesAreLeftAlone)
+{
+    for (const QString &name : {u"a.txt"_s, u"pdf"_s, u"a.pdf.gz"_s, u"a.pdf "_s, u""_s, u"fwupdate"_s, u"apdf"_s}) {
+        upload("content", name);
+
+        EXPECT_EQ(readFile(temporary), "content") << qPrintable(name);
+        EXPECT_FALSE(fileExists(certificates)) << qPrintable(name);
+        EXPECT_FALSE(fileExists(plcFiles)) << qPrintable(name);
+    }
+    EXPECT_EQ(messages.texts(), QStringList());
+}
+
+TEST_F(SystemUploadsTest, PathInTheNameIsJoined)
+{
+    QDir().mkpath(certificate(u"sub"_s));
+
+    upload("a", u"sub/a.pdf"_s);
+    upload("b", u"../b.pdf"_s);
+    upload("c", directory.filePath(u"c.pdf"_s));
+
+    EXPECT_EQ(readFile(certificate(u"sub/a.pdf"_s)), "a");
+    EXPECT_EQ(readFile(u"/srv/b.pdf"_s), "b");
+    EXPECT_EQ(readFile(directory.filePath(u"c.pdf"_s)), "c");
+    removeAll(u"/srv/b.pdf"_s);
+}
+
+TEST_F(SystemUploadsTest, MissingSourceLosesTheOlderCertificateToo)
+{
+    upload("a", u"a.pdf"_s);
+
+    announce(u"a.pdf"_s);
+
+    EXPECT_EQ(stored(), QStringList());
+}
+
+TEST_F(SystemUploadsTest, UploadIsGoneThoughItCouldNotBeStored)
+{
+    writeFile(certificates, "a file in the directory's place");
+
+    upload("a", u"a.pdf"_s);
+
+    EXPECT_FALSE(fileExists(temporary));
+    EXPECT_EQ(readFile(certificates), "a file in the directory's place");
+}
+
+TEST_F(SystemUploadsTest, DirectoryNamedLikeTheCertificateStays)
+{
+    QDir().mkpath(certificate(u"a.pdf/inside"_s));
+
+    upload("a", u"a.pdf"_s);
+
+    EXPECT_TRUE(fileExists(certificate(u"a.pdf/inside"_s)));
+    EXPECT_FALSE(fileExists(temporary));
+}
+
+TEST_F(SystemUploadsTest, FifoIsNotWaitedFor)
+{
+    ASSERT_EQ(::mkfifo(qPrintable(temporary), 0600), 0);
+
+    announce(u"a.pdf"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(temporary), 0600), 0);
+    announce(u"codesys.lic"_s);
+
+    EXPECT_EQ(stored(), QStringList());
+    EXPECT_EQ(stored(plcFiles), QStringList());
+}
+
+TEST_F(SystemUploadsTest, EndlessDeviceIsNotRead)
+{
+    ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "fileUploaded", Q_ARG(QString, u"/dev/zero"_s),
+                                          Q_ARG(QString, u"codesys.lic"_s)));
+
+    EXPECT_EQ(stored(plcFiles), QStringList());
+}
+
+TEST_F(SystemUploadsTest, DirectoryAsSourceIsNoCertificate)
+{
+    ASSERT_TRUE(QDir().mkdir(temporary));
+
+    announce(u"a.pdf"_s);
+
+    EXPECT_EQ(stored(), QStringList());
+    EXPECT_TRUE(fileExists(temporary));
+}
+
+TEST_F(SystemUploadsTest, LicenceIsCopiedAndTheUploadStays)
+{
+    upload("licence", u"codesys.lic"_s);
+
+    EXPECT_EQ(readFile(plcFiles + u"/codesys.lic"_s), "licence");
+    EXPECT_EQ(readFile(temporary), "licence");
+    EXPECT_FALSE(fileExists(certificates));
+}
+
+TEST_F(SystemUploadsTest, LicenceReplacesTheOlderOneAndNothingElse)
+{
+    writeFile(plcFiles + u"/codesys.lic"_s, "an older, longer licence");
+    writeFile(plcFiles + u"/Application.app"_s, "app");
+
+    upload("new", u"codesys.lic"_s);
+
+    EXPECT_EQ(readFile(plcFiles + u"/codesys.lic"_s), "new");
+    EXPECT_EQ(stored(plcFiles), QStringList({u"Application.app"_s, u"codesys.lic"_s}));
+}
+
+TEST_F(SystemUploadsTest, LicenceIsKnownByItsExactName)
+{
+    for (const QString &name : {u"Codesys.lic"_s, u"./codesys.lic"_s, u"codesys.lic.pdf"_s, u"xcodesys.lic"_s})
+        upload("x", name);
+
+    EXPECT_FALSE(fileExists(plcFiles));
+}
+
+TEST_F(SystemUploadsTest, DeletesEveryCertificateAndCounts)
+{
+    for (const QString &name : {u"a.pdf"_s, u"B.PDF"_s, u"c.txt"_s, u"pdf"_s, u"d.pdf.old"_s})
+        writeFile(certificate(name), "x");
+    QDir().mkpath(certificate(u"directory.pdf"_s));
+
+    EXPECT_EQ(system->deleteAllCertificates(), 2);
+
+    EXPECT_EQ(stored(), QStringList({u"c.txt"_s, u"d.pdf.old"_s, u"directory.pdf"_s, u"pdf"_s}));
+    EXPECT_EQ(messages.texts(), QStringList{u"delete all certificates"_s});
+    EXPECT_EQ(system->deleteAllCertificates(), 0);
+}
+
+TEST_F(SystemUploadsTest, DeletingDoesNotMakeTheDirectory)
+{
+    EXPECT_EQ(system->deleteAllCertificates(), 0);
+
+    EXPECT_FALSE(fileExists(certificates));
+}
+
+TEST_F(SystemUploadsTest, HearsEverySendersSignal)
+{
+    QDBusConnection sender = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"sender"_s);
+    writeFile(temporary, "signalled");
+    QDBusMessage signal = QDBusMessage::createSignal(u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s);
+    signal << temporary << u"a.pdf"_s;
+
+    ASSERT_TRUE(sender.send(signal));
+
+    EXPECT_TRUE(waitUntil([this] { return !fileExists(temporary); }));
+    EXPECT_EQ(readFile(certificate(u"a.pdf"_s)), "signalled");
+    QDBusConnection::disconnectFromBus(u"sender"_s);
+}
+
+TEST_F(SystemUploadsTest, IgnoresSignalsWithOtherArguments)
+{
+    QDBusConnection sender = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"sender"_s);
+    writeFile(temporary, "kept");
+    const QList<QVariantList> others{{},
+                                     {temporary},
+                                     {temporary, 1},
+                                     {1, u"a.pdf"_s},
+                                     {temporary, QStringList{u"a.pdf"_s}},
+                                     {QByteArray("x"), QVariantMap()},
+                                     {temporary, u"a.pdf"_s, u"more"_s}};
+    for (const QVariantList &arguments : others) {
+        QDBusMessage signal = QDBusMessage::createSignal(u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s);
+        signal.setArguments(arguments);
+        ASSERT_TRUE(sender.send(signal));
+    }
+    BusClient client;
+    EXPECT_EQ(client.value(u"/system"_s, u"local.System"_s, u"deleteAllCertificates"_s), 0);
+
+    EXPECT_EQ(stored(), QStringList());
+    EXPECT_EQ(readFile(temporary), "kept");
+    QDBusConnection::disconnectFromBus(u"sender"_s);
+}
+
+} // namespace
