@@ -2,9 +2,21 @@
 
 #include <QIODevice>
 
+#include <array>
+
 namespace {
 
 constexpr qint64 maxLineBytes = 256;
+
+/** The next line with its line feed, or as much of it as counts as one; empty at the end, or where nothing can be read
+ *  any more. */
+QByteArray nextLine(QIODevice &text)
+{
+    // Room for the NUL behind it, for which the form of readLine that returns an array takes a byte off its limit.
+    std::array<char, maxLineBytes + 1> buffer{};
+    const qint64 length = text.readLine(buffer.data(), buffer.size());
+    return length > 0 ? QByteArray(buffer.data(), length) : QByteArray();
+}
 
 const QByteArray hostnamePrefix = QByteArrayLiteral("hostname=");
 const QByteArray macPrefix = QByteArrayLiteral("mac=");
@@ -14,8 +26,7 @@ const QByteArray macPrefix = QByteArrayLiteral("mac=");
 PasswordResetFile PasswordResetFile::read(QIODevice &text)
 {
     PasswordResetFile found;
-    // An empty line still has its line feed: nothing at all means the end, or that the file can't be read on.
-    for (QByteArray line = text.readLine(maxLineBytes); !line.isEmpty(); line = text.readLine(maxLineBytes)) {
+    for (QByteArray line = nextLine(text); !line.isEmpty(); line = nextLine(text)) {
         if (line.startsWith(hostnamePrefix))
             found.hostname = line.sliced(hostnamePrefix.size()).trimmed();
         if (line.startsWith(macPrefix)) {

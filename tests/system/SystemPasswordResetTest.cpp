@@ -1,0 +1,253 @@
+// Resetting the web password. What gpg says is made up here; the system tests ask the real one.
+
+#include "firmware/BootEnvTest.h"
+#include "system/SystemFixture.h"
+
+#include "support/QtPrinting.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+
+#include <sys/stat.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString store = u"/etc/guiLevel3"_s;
+const QByteArray stored = "user=level3\npw=\"secret\"\n";
+
+QStringList event(const QString &name)
+{
+    return {u"SystemEvent."_s + name + u"(\"/\")"_s};
+}
+
+class SystemPasswordResetTest : public BootEnvTest
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(::sethostname("node-1", 6), 0);
+        writeFile(u"/etc/hostname"_s, "node-1\n");
+        writeFile(flashFile(u"config"_s), "eth0.ethaddr=\"02:00:5E:10:00:01\"\n");
+        for (const QString &other : others)
+            writeFile(other, stored);
+        writeFile(store, stored);
+        acceptAll();
+        writeFile(file, "hostname=node-1\nmac=02:00:5E:10:00:01\n");
+        construct();
+        system = std::make_unique<System>(nullptr);
+        tools.clearCalls();
+        clearPlatformCalls();
+    }
+
+    void acceptAll() { tools.add(u"gpg"_s); }
+
+    void expectRefused(const QString &name, const QString &path)
+    {
+        clearPlatformCalls();
+
+        EXPECT_FALSE(system->resetWebPassword(path));
+
+        EXPECT_EQ(platformCallTexts(), event(name));
+        EXPECT_EQ(readFile(store), stored);
+    }
+
+    void expectRefused(const QString &name)
+    {
+        const QByteArray before = readFile(file);
+        expectRefused(name, file);
+        EXPECT_EQ(readFile(file), before);
+    }
+
+    const QStringList others{u"/etc/guiLevel1"_s, u"/etc/guiLevel2"_s, u"/etc/guiSystem"_s};
+    QTemporaryDir directory;
+    const QString file = directory.filePath(u"reset"_s);
+    std::unique_ptr<System> system;
+};
+
+TEST_F(SystemPasswordResetTest, EmptiesThePasswordAndDeletesTheFile)
+{
+    EXPECT_TRUE(system->resetWebPassword(file));
+
+    EXPECT_EQ(tools.calls(), QStringList{u"gpg --verify "_s + file});
+    EXPECT_EQ(platformCallTexts(), event(u"pwResetSuccessful"_s));
+    EXPECT_EQ(readFile(store), "user=level3\npw=\n");
+    EXPECT_FALSE(fileExists(file));
+    for (const QString &other : others)
+        EXPECT_EQ(readFile(other), stored);
+}
+
+TEST_F(SystemPasswordResetTest, TellsOfTheSuccessBeforeItDeletesTheFile)
+{
+    bool stoodThere = false;
+    onPlatformCall([&](const PlatformCall &) { stoodThere = fileExists(file) && readFile(store) != stored; });
+
+    EXPECT_TRUE(system->resetWebPassword(file));
+
+    onPlatformCall({});
+    EXPECT_TRUE(stoodThere);
+}
+
+TEST_F(SystemPasswordResetTest, SucceedsThoughThePasswordCannotBeSaved)
+{
+    removeAll(store);
+    QDir().mkpath(store);
+
+    EXPECT_TRUE(system->resetWebPassword(file));
+
+    EXPECT_EQ(platformCallTexts(), event(u"pwResetSuccessful"_s));
+    removeAll(store);
+}
+
+TEST_F(SystemPasswordResetTest, RefusesWhatGpgDoesNotAccept)
+{
+    for (const char *script : {"exit 1\n", "exit 2\n", "exit 127\n", "kill -SEGV $$\n", "kill -KILL $$\n"}) {
+        tools.add(u"gpg"_s, script);
+
+        expectRefused(u"pwResetVerifyFailed"_s);
+    }
+}
+
+TEST_F(SystemPasswordResetTest, RefusesEverythingWithoutGpg)
+{
+    tools.add(u"gpg"_s, "");
+    FakeTools none;
+    none.hideAllOthers();
+
+    expectRefused(u"pwResetVerifyFailed"_s);
+}
+
+TEST_F(SystemPasswordResetTest, TakesAllThatGpgPrints)
+{
+    tools.add(u"gpg"_s, "head -c 1000000 /dev/zero | tee /dev/stderr\n");
+
+    EXPECT_TRUE(system->resetWebPassword(file));
+}
+
+TEST_F(SystemPasswordResetTest, GpgHasNothingToRead)
+{
+    tools.add(u"gpg"_s, "cat; exit 2\n");
+
+    expectRefused(u"pwResetVerifyFailed"_s, u"-"_s);
+}
+
+TEST_F(SystemPasswordResetTest, NameIsNoOption)
+{
+    expectRefused(u"pwResetFileError"_s, u"--version"_s);
+
+    EXPECT_EQ(tools.calls(), QStringList{u"gpg --verify ./--version"_s});
+}
+
+TEST_F(SystemPasswordResetTest, MissingFileIsNotOpenedWhateverGpgSays)
+{
+    expectRefused(u"pwResetFileError"_s, directory.filePath(u"missing"_s));
+}
+
+TEST_F(SystemPasswordResetTest, WhatIsNoFileIsNotGivenToGpg)
+{
+    const QString fifo = directory.filePath(u"fifo"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(fifo), 0600), 0);
+
+    for (const QString &path : {fifo, directory.path(), u"/dev/zero"_s, u"/dev/tty"_s})
+        expectRefused(u"pwResetVerifyFailed"_s, path);
+
+    EXPECT_EQ(tools.calls(), QStringList());
+    EXPECT_TRUE(fileExists(fifo));
+}
+
+TEST_F(SystemPasswordResetTest, RefusesAFileWithoutBothValues)
+{
+    for (const char *text : {"", "hostname=node-1\n", "mac=02:00:5E:10:00:01\n", "hostname=\nmac=02:00:5E:10:00:01\n",
+                             "hostname=node-1\nmac=\n", "mac=02:00:5E:10:00:01\nhostname=node-1\n"}) {
+        writeFile(file, text);
+
+        expectRefused(u"pwResetFormatError"_s);
+    }
+}
+
+TEST_F(SystemPasswordResetTest, RefusesAnotherHostName)
+{
+    for (const char *name : {"node-2", "NODE-1", "node-1.local", "node"}) {
+        writeFile(file, QByteArray("hostname=") + name + "\nmac=02:00:5E:10:00:01\n");
+
+        expectRefused(u"pwResetHostnameError"_s);
+    }
+}
+
+TEST_F(SystemPasswordResetTest, ComparesTheRememberedHostName)
+{
+    ASSERT_EQ(::sethostname("node-2", 6), 0);
+
+    EXPECT_TRUE(system->resetWebPassword(file));
+}
+
+TEST_F(SystemPasswordResetTest, RefusesAnotherEthernetAddress)
+{
+    for (const char *mac :
+         {"02:00:5E:10:00:02", "02:00:5e:10:00:01", "02-00-5E-10-00-01", "02:00:5E:10:00:0", "02:00:5E:10:00:011"}) {
+        writeFile(file, QByteArray("hostname=node-1\nmac=") + mac + "\n");
+
+        expectRefused(u"pwResetMacError"_s);
+    }
+}
+
+TEST_F(SystemPasswordResetTest, HostNameIsComparedFirst)
+{
+    writeFile(file, "hostname=node-2\nmac=another\n");
+
+    expectRefused(u"pwResetHostnameError"_s);
+}
+
+TEST_F(SystemPasswordResetTest, RefusesWithoutAnAddressInTheBootEnvironment)
+{
+    manager->setEnv(u"eth0.ethaddr"_s, u""_s);
+
+    expectRefused(u"pwResetMacError"_s);
+}
+
+TEST_F(SystemPasswordResetTest, MakesTheStoreOfTheBootEnvironmentWhereItIsMissing)
+{
+    removeAll(flashFile(u"config"_s));
+    removeAll(envFile(u"config"_s));
+    manager.reset();
+    construct();
+    EXPECT_FALSE(stores().contains(u"config"_s));
+
+    expectRefused(u"pwResetMacError"_s);
+
+    EXPECT_TRUE(stores().contains(u"config"_s));
+}
+
+TEST_F(SystemPasswordResetTest, RefusesWithoutAnUpdateManager)
+{
+    manager.reset();
+
+    expectRefused(u"pwResetFileError"_s);
+}
+
+TEST_F(SystemPasswordResetTest, RelativePathIsVerifiedHereAndDeletedBelowTheRoot)
+{
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(directory.path()));
+    writeFile(u"/reset"_s, "below the root");
+
+    EXPECT_TRUE(system->resetWebPassword(u"reset"_s));
+
+    EXPECT_TRUE(fileExists(file));
+    EXPECT_FALSE(fileExists(u"/reset"_s));
+    QDir::setCurrent(before);
+}
+
+TEST_F(SystemPasswordResetTest, FailuresAreNotCounted)
+{
+    tools.add(u"gpg"_s, "exit 1\n");
+    for (int i = 0; i < 100; ++i)
+        expectRefused(u"pwResetVerifyFailed"_s);
+    acceptAll();
+
+    EXPECT_TRUE(system->resetWebPassword(file));
+}
+
+} // namespace
