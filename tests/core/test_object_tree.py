@@ -85,7 +85,7 @@ def test_the_stores_all_offer_the_same(client, path):
 
 
 def test_what_is_not_for_clients_is_not_offered(client):
-    for method in ("hostnameChanged", "isOnline", "deleteLater", "setHostname"):
+    for method in ("hostnameChanged", "isOnline", "fileUploaded", "pwDisableTimeout", "deleteLater", "setHostname"):
         assert client.error_of("/system", method, "/") == "UnknownMethod"
     for method in ("minFwVersion", "ethernetAddress", "fetchBootEnv"):
         assert client.error_of("/loader", method) == "UnknownMethod"

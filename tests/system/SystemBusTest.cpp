@@ -43,6 +43,20 @@ TEST_F(SystemBusTest, OffersItsPropertiesInOrder)
     EXPECT_EQ(client.members(path, interfaceName).filter(u"property"_s), expected);
 }
 
+TEST_F(SystemBusTest, OffersItsMethodsInOrder)
+{
+    const QStringList expected{
+        u"method resetWebPassword(s) -> b"_s,
+        u"method startMeascardLedSignaling(i)"_s,
+        u"method remoteMeascardLedSingaling(is)"_s,
+        u"method deleteAllCertificates() -> i"_s,
+        u"method getPwDisable() -> u"_s,
+        u"method setPwDisable(u)"_s,
+    };
+
+    EXPECT_EQ(client.members(path, interfaceName).filter(u"method"_s), expected);
+}
+
 TEST_F(SystemBusTest, OffersNoSignals)
 {
     EXPECT_EQ(client.members(path, interfaceName).filter(u"signal"_s), QStringList());
@@ -99,7 +113,11 @@ TEST_F(SystemBusTest, VersionRecordCannotBeWritten)
 
 TEST_F(SystemBusTest, ProtectedSlotsAreNotCallable)
 {
-    const QList<std::pair<QString, QVariantList>> calls{{u"hostnameChanged"_s, {u"/"_s}}, {u"isOnline"_s, {true}}};
+    const QList<std::pair<QString, QVariantList>> calls{{u"hostnameChanged"_s, {u"/"_s}},
+                                                        {u"isOnline"_s, {true}},
+                                                        {u"replyFinished"_s, {}},
+                                                        {u"fileUploaded"_s, {u"/tmp/a"_s, u"a.pdf"_s}},
+                                                        {u"pwDisableTimeout"_s, {}}};
     for (const auto &[method, arguments] : calls) {
         EXPECT_EQ(client.call(path, interfaceName, method, arguments).errorName(),
                   u"org.freedesktop.DBus.Error.UnknownMethod"_s);
@@ -110,12 +128,20 @@ TEST_F(SystemBusTest, ProtectedSlotsAreNotCallable)
 
 TEST_F(SystemBusTest, ProtectedSlotsAreInTheMetaObject)
 {
-    for (const char *signature : {"hostnameChanged(QString)", "isOnline(bool)"}) {
+    for (const char *signature : {"replyFinished(QNetworkReply*)", "hostnameChanged(QString)", "isOnline(bool)",
+                                  "fileUploaded(QString,QString)", "pwDisableTimeout()"}) {
         const int index = System::staticMetaObject.indexOfSlot(signature);
 
         ASSERT_GE(index, 0) << signature;
         EXPECT_EQ(System::staticMetaObject.method(index).access(), QMetaMethod::Protected) << signature;
     }
+}
+
+TEST_F(SystemBusTest, DisableCodeIsSetAndRead)
+{
+    client.call(path, interfaceName, u"setPwDisable"_s, {0xFFFF0005U});
+
+    EXPECT_EQ(client.value(path, interfaceName, u"getPwDisable"_s).toUInt(), 0xFFFF0005U);
 }
 
 TEST_F(SystemBusTest, ChangeOfTheOnlineStateHasNoEffect)
