@@ -10,6 +10,7 @@ packages=(
 # unpacked; the libraries that they need stand above.
 device_packages=(connman avahi-daemon)
     python3 python3-dbus python3-gi python3-pytest procps tzdata wget)
+    python3 python3-dbus python3-gi python3-pytest procps wget gnupg)
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then
