@@ -5,8 +5,8 @@
 #include "core/Version.h"
 #include "firmware/FwUpdateSettings.h"
 #include "firmware/Udevmonitor.h"
-#include "network/NetworkInterface.h"
 #include "logtime/Systemtime.h"
+#include "network/NetworkInterface.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>

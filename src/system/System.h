@@ -59,16 +59,16 @@ public:
     QString oztBuildtime() const;
 
 public Q_SLOTS:
-    /** Removes the PLC runtime's applications, each with the event codesysFileRemoved, and restarts the runtime. The
-     *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
-     *  @return whether the device has a PLC runtime */
-    bool resetCodesys();
     /** Empties the password of web user level 3, given a file that gpg accepts and that names this device by host name
      *  and Ethernet address. How it went is told by one of the events pwReset..., too. The service is blocked while gpg
      *  runs, for as long as that takes.
      *  @param file path of a clear-signed text; deleted after a success, else left where it is
      *  @return whether the password was reset. That it could be saved is not made sure of. */
     bool resetWebPassword(const QString &file);
+    /** Removes the PLC runtime's applications, each with the event codesysFileRemoved, and restarts the runtime. The
+     *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
+     *  @return whether the device has a PLC runtime */
+    bool resetCodesys();
 
     /** Signals with the LEDs of this device for some seconds; 10 when `timeInSec` is not above 0. */
     void startMeascardLedSignaling(int timeInSec);
