@@ -42,7 +42,7 @@ def install_named_firmware(log):
 
 
 def write_root(firmware):
-    for directory in ("/etc", "/CODESYSControl"):
+    for directory in ("/etc", "/CODESYSControl", "/var/lib/connman"):
         replace_by_image(directory)
     with open(os.path.join(firmware, "control"), "rb") as file:
         control = variables(file.read())
@@ -62,7 +62,8 @@ def replace_by_image(directory):
             shutil.rmtree(entry.path)
         else:
             os.unlink(entry.path)
-    subprocess.run(["cp", "-a", f"{IMAGE}{directory}/.", directory], check=True)
+    if os.path.isdir(f"{IMAGE}{directory}"):
+        subprocess.run(["cp", "-a", f"{IMAGE}{directory}/.", directory], check=True)
 
 
 def variables(text):
