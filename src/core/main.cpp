@@ -7,6 +7,7 @@
 #include "firmware/Udevmonitor.h"
 #include "logtime/Systemtime.h"
 #include "network/NetworkInterface.h"
+#include "logtime/LogConfig.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>
@@ -73,6 +74,7 @@ int main(int argc, char **argv)
     new Systemtime(u"time"_s, system);
     CanInterface can(system);
     can.setObjectName(u"can"_s);
+    new LogConfig(system);
     new Constants(system);
     new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
 

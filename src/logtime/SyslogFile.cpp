@@ -1,0 +1,60 @@
+#include "logtime/SyslogFile.h"
+
+#include "core/RegularFile.h"
+
+namespace {
+
+const QByteArray heading =
+    "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n";
+
+/** What an option such as `"-s 200"` is followed by. Its closing quote is cut off unseen, so a value without quotes
+ *  loses its last character. */
+QByteArray optionArgument(const QByteArray &option)
+{
+    const qsizetype blank = option.indexOf(' ');
+    QByteArray argument = option.mid(blank < 0 ? 0 : blank).trimmed();
+    argument.chop(1);
+    return argument;
+}
+
+QByteArray toAscii(const QString &text)
+{
+    QByteArray bytes = text.toLatin1();
+    for (char &byte : bytes) {
+        if (static_cast<unsigned char>(byte) > 0x7f)
+            byte = '?';
+    }
+    return bytes;
+}
+
+} // namespace
+
+SyslogSettings parseSyslogFile(const QByteArray &text)
+{
+    SyslogSettings settings;
+    for (const QByteArray &line : text.split('\n')) {
+        if (line.startsWith('#') || line.count('=') != 1)
+            continue;
+        const qsizetype divider = line.indexOf('=');
+        const QByteArray key = line.first(divider);
+        const QByteArray value = line.sliced(divider + 1);
+
+        if (key.startsWith("SIZE"))
+            settings.logSizeKb = optionArgument(value).toInt();
+        else if (key.startsWith("REMOTE"))
+            settings.remoteTarget = QString::fromUtf8(upToNul(optionArgument(value)));
+        else if (key.startsWith("LOCAL") && value.trimmed().isEmpty())
+            settings.logLocal = false;
+    }
+    return settings;
+}
+
+QByteArray syslogFile(const SyslogSettings &settings)
+{
+    QByteArray text = heading;
+    text += "SIZE=\"-s " + QByteArray::number(settings.logSizeKb) + "\"\n";
+    if (!settings.remoteTarget.isEmpty())
+        text += "REMOTE=\"-R " + toAscii(settings.remoteTarget) + "\"\n";
+    text += settings.logLocal ? "LOCAL=-L\n" : "LOCAL=\n";
+    return text;
+}
