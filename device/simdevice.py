@@ -174,6 +174,10 @@ class SimulatedDevice(Inspection):
         """Forgets all that the device kept. It must be stopped."""
         self.state.erase()
 
+    def at_next_boot(self, *, srv, started):
+        """Changes what `start` was given, for the boots that this device asks for itself."""
+        self.ask("next-boot", options={"srv": srv, "started": started})
+
     # The daemon alone
 
     def start_daemon(self, env=None, wait=True):

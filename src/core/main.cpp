@@ -5,9 +5,10 @@
 #include "core/Version.h"
 #include "firmware/FwUpdateSettings.h"
 #include "firmware/Udevmonitor.h"
+#include "logtime/LogConfig.h"
+#include "logtime/NtpConfig.h"
 #include "logtime/Systemtime.h"
 #include "network/NetworkInterface.h"
-#include "logtime/LogConfig.h"
 #include "system/System.h"
 
 #include <qmz/ConstParameter.h>
@@ -71,16 +72,18 @@ int main(int argc, char **argv)
     QObject::connect(blockMonitor, SIGNAL(remove(udev_device *)), updateManager, SLOT(removeBlock(udev_device *)));
     auto *const system = new System(nullptr);
     network->setParent(system);
-    new Systemtime(u"time"_s, system);
+    auto *const time = new Systemtime(u"time"_s, system);
     CanInterface can(system);
     can.setObjectName(u"can"_s);
     new LogConfig(system);
     new Constants(system);
-    new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
+    auto *const variables = new BareboxConfig(system, u"/etc/"_s, qmz::NodekeepGlobals::VARIABLES);
+    auto *const ntp = new NtpConfig(variables, time);
 
-    // What this first look emits reaches nobody: the boot environment is read already.
+    // What this first look emits reaches nobody yet.
     network->checkConnman();
     network->setObjectName(u"network"_s);
+    QObject::connect(network, SIGNAL(connmanStarted(bool)), ntp, SLOT(connmanStarted()));
     QObject::connect(network, &NetworkInterface::ipAddressChanged, updateManager, &FwUpdateSettings::setIp);
     QObject::connect(network, &NetworkInterface::gatewayChanged, updateManager, &FwUpdateSettings::setGateway);
     QObject::connect(network, &NetworkInterface::netmaskChanged, updateManager, &FwUpdateSettings::setNetmask);

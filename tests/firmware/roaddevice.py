@@ -21,9 +21,10 @@ OWN_FILES = {
     "/srv/public/docs/readme.txt": ("the owner's\n", None),
 }
 STORES = ("guiLevel1", "guiLevel2", "guiLevel3", "guiSystem")
+INTERFACES = "/etc/network/interfaces"
 CARRIED = [
     "/etc/hostname",
-    "/etc/network/interfaces",
+    INTERFACES,
     "/etc/syslog.conf",
     "/etc/variables",
     *(f"/etc/{name}" for name in STORES),

@@ -45,6 +45,8 @@ def prepare(options):
     os.makedirs("/run/udev", exist_ok=True)
     with open("/run/udev/control", "w"):
         pass  # libudev listens to the messages of a device manager only where it sees one at work
+    if os.path.ismount("/srv") and not options["srv"]:
+        subprocess.run(["umount", "--lazy", "/srv"], check=True)
     if options["srv"] and not os.path.ismount("/srv"):
         subprocess.run(["mount", "--bind", SRV_SOURCE, "/srv"], check=True)
 
