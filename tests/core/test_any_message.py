@@ -123,7 +123,8 @@ def test_every_method_refuses_a_call_without_its_arguments(client):
 
 @pytest.mark.parametrize("text", TEXTS.values(), ids=TEXTS)
 def test_every_method_takes_any_text(device, client, text):
-    others = {"b": True, "i": len(text), "u": len(text), "v": dbus.String(text, variant_level=1)}
+    number = len(text)
+    others = {"b": True, "i": number, "u": number, "t": number, "v": dbus.String(text, variant_level=1)}
     others = {"b": True, "i": len(text), "t": len(text), "u": len(text)}
 
     for method in client.methods():
@@ -143,6 +144,7 @@ def test_random_calls_are_all_answered(client):
         "i": lambda: source.randrange(-(2**31), 2**31),
         "t": lambda: source.randrange(2**64),
         "u": lambda: source.randrange(2**32),
+        "t": lambda: source.randrange(2**64),
         "v": lambda: source.choice(variants),
     }
     methods = [method for method in client.methods() if not method.name.startswith(("saveEnv", "loadEnv"))]
