@@ -1,0 +1,186 @@
+"""Signalling with the LEDs: on this device, and the request that goes to another one."""
+
+import contextlib
+import itertools
+import os
+import subprocess
+
+import pytest
+from insidetools import resident_kib
+
+LISTENER = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(__file__))), "support", "raw_listener.py")
+INT_MAX, INT_MIN = 2**31 - 1, -(2**31)
+ports = itertools.count(8081)
+
+
+class Listener:
+    """What a server on the device's loopback has heard."""
+
+    def __init__(self, device):
+        self.device = device
+        self.port = next(ports)
+        self.file = f"/run/heard-{self.port}"
+
+    @property
+    def address(self):
+        return f"127.0.0.1:{self.port}"
+
+    def heard(self):
+        return self.device.json_lines(self.file)
+
+    def wait_heard(self, count):
+        self.device.wait_for(lambda: len(self.heard()) >= count, 20, f"{count} requests")
+
+
+@contextlib.contextmanager
+def listening(device, manner):
+    listener = Listener(device)
+    command = [*device.entrance(), "/usr/bin/python3", LISTENER, str(listener.port), manner, listener.file]
+    with subprocess.Popen(command, cwd="/") as process:
+        try:
+            open_port = f"grep -q ':{listener.port:04X} 00000000:0000 0A' /proc/net/tcp"
+            device.wait_for(lambda: device.exec(["sh", "-c", open_port]).returncode == 0, what="the listener")
+            yield listener
+        finally:
+            process.kill()
+
+
+def signal_remote(client, seconds, address):
+    client.call("/system", "remoteMeascardLedSingaling", seconds, address)
+
+
+def effects(device):
+    return [line["args"] for line in device.platform_log() if line["call"] == "SysCfgAccess.startLedEffect"]
+
+
+def under_way(device):
+    """How many requests the daemon keeps a thread for."""
+    names = device.exec(["sh", "-c", f"cat /proc/{device.daemon_status()['pid']}/task/*/comm"]).stdout
+    return names.count("QNetworkAccess")
+
+
+def wait_idle(device):
+    device.wait_for(lambda: under_way(device) == 0, 20, "the requests to end")
+
+
+def body(seconds):
+    method = "com.ozt.nodekeep|/system|local.System.startMeascardLedSignaling"
+    return '{"id":1,"method":"%s","params":["i","%d"]}' % (method, seconds)
+
+
+@pytest.mark.parametrize(
+    ("seconds", "shown"), [(1, 1), (30, 30), (0, 10), (-5, 10), (INT_MIN, 10), (INT_MAX, INT_MAX)]
+)
+def test_this_device_signals_for_the_given_seconds(device, client, seconds, shown):
+    before = len(effects(device))
+
+    client.call("/system", "startMeascardLedSignaling", seconds)
+
+    assert effects(device)[before:] == [[shown, 6]]
+
+
+@pytest.mark.parametrize("seconds", [30, 0, -5, INT_MAX, INT_MIN])
+def test_another_device_gets_one_post(device, client, seconds):
+    shown = len(effects(device))
+    with listening(device, "answer") as other:
+        signal_remote(client, seconds, other.address)
+        other.wait_heard(1)
+        wait_idle(device)
+
+        head, _, sent = other.heard()[0].partition("\r\n\r\n")
+        first, *headers = head.split("\r\n")
+        assert first == "POST / HTTP/1.1"
+        assert f"Host: {other.address}" in headers
+        assert "User-Agent: QMZ" in headers
+        assert f"Content-Length: {len(body(seconds))}" in headers
+        assert sent == body(seconds)
+        assert len(other.heard()) == 1
+    assert len(effects(device)) == shown
+
+
+def test_port_and_path_of_the_address_are_used(device, client):
+    with listening(device, "answer") as other:
+        signal_remote(client, 1, f"{other.address}/bus/gate?a=b")
+        other.wait_heard(1)
+
+        assert other.heard()[0].startswith("POST /bus/gate?a=b HTTP/1.1\r\n")
+
+
+@pytest.mark.parametrize("manner", ["fail", "redirect", "hang-up", "reset", "half"])
+def test_a_bad_answer_changes_nothing_and_repeats_nothing(device, client, manner):
+    with listening(device, manner) as other:
+        signal_remote(client, 1, other.address)
+        other.wait_heard(1)
+        wait_idle(device)
+
+        assert len(other.heard()) == 1
+
+
+@pytest.mark.parametrize(
+    "address",
+    ["127.0.0.1:1", "", "/", "[", ":", "a b", "127.0.0.1:99999", "no.invalid", "x" * 100_000, "a\r\nX-Evil: 1",
+     "user:word@127.0.0.1:1", "192.0.2.1", "[::1]:1", "ä\u4e2d"],
+)  # fmt: skip
+def test_a_device_that_can_not_be_reached_is_no_error(device, client, address):
+    signal_remote(client, 1, address)
+
+    wait_idle(device)
+    assert client.call("/system", "getPwDisable") == 0
+
+
+def test_no_header_comes_from_the_address(device, client):
+    with listening(device, "answer") as other:
+        signal_remote(client, 1, f"{other.address}/a\r\nX-Evil: 1")
+        wait_idle(device)
+        signal_remote(client, 1, other.address)
+        other.wait_heard(1)
+        wait_idle(device)
+
+        assert not [heard for heard in other.heard() if "\nX-Evil" in heard]
+
+
+def test_a_server_that_never_answers_holds_nobody_up(device, client):
+    with listening(device, "silent") as other:
+        signal_remote(client, 1, other.address)
+        other.wait_heard(1)
+
+        assert client.call("/system", "getPwDisable") == 0
+        assert under_way(device) == 1
+    wait_idle(device)  # as the server is gone
+
+
+def test_many_requests_under_way_end_nothing_but_themselves(own_device, own_client):
+    with listening(own_device, "silent") as other:
+        for seconds in range(100):
+            signal_remote(own_client, seconds, other.address)
+        other.wait_heard(100)
+
+        assert sorted(heard.partition("\r\n\r\n")[2] for heard in other.heard()) == sorted(map(body, range(100)))
+    with listening(own_device, "answer") as other:
+        signal_remote(own_client, 7, other.address)
+        other.wait_heard(1)
+    assert own_client.call("/system", "getPwDisable") == 0
+
+
+def test_requests_one_after_the_other_do_not_make_the_daemon_grow(own_device, own_client):
+    def work(count):
+        for _ in range(count):
+            before = len(other.heard())
+            signal_remote(own_client, 1, other.address)
+            other.wait_heard(before + 1)
+            wait_idle(own_device)
+
+    with listening(own_device, "answer") as other:
+        work(30)
+        before = resident_kib(own_device)
+
+        work(100)
+
+        assert resident_kib(own_device) - before < 1024
+
+
+def test_a_thousand_calls_are_all_answered(own_device, own_client):
+    for _ in range(1000):
+        own_client.call("/system", "startMeascardLedSignaling", 1)
+
+    assert len(effects(own_device)) == 1000
