@@ -12,6 +12,7 @@ import time
 import launch
 from inspection import Inspection, machine_pids, wait_for
 from launch import PROJECT, DeviceError, require_root
+from links import Links
 from state import State
 
 import control
@@ -26,7 +27,7 @@ START_LIMIT = 30.0
 STOP_LIMIT = 20.0
 
 
-class SimulatedDevice(Inspection):
+class SimulatedDevice(Inspection, Links):
     """A device with its state directory; as a context manager it starts, and ends with a power cut.
 
     All paths are those inside the device. Operations raise DeviceError with one line that tells what failed. What
@@ -37,6 +38,7 @@ class SimulatedDevice(Inspection):
         self.state = State(state)
         self.install = os.path.abspath(install or DEFAULT_INSTALL)
         self.holder = None  # Popen of the device that this object started
+        self.forwarder = None  # Popen of what hands on connections to its web server
         self.log_start = 0  # where in the daemon's log its latest run begins
 
     def __enter__(self):
@@ -81,19 +83,23 @@ class SimulatedDevice(Inspection):
         status = process.returncode
         return subprocess.CompletedProcess(command, status if status >= 0 else 128 - status, output, errors)
 
-    def start(self, *, daemon=True, network=False, srv=True, started=True, env=None, attached=True):
+    def start(
+        self, *, daemon=True, network=False, srv=True, started=True, listen=None, env=None, attached=True
+    ):
         """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs.
 
         network  true connects eth0 to a network with a DHCP server, and starts connman
         srv      false leaves the data partition unmounted, see mount_srv
         started  false keeps the system configuration manager from telling that it has started, see emit_started
+        listen   port of the machine's loopback that leads to the device's web server
         """
         if daemon and not os.access(os.path.join(self.install, DAEMON), os.X_OK):
             raise DeviceError(f"no daemon is installed in {self.install}: build it and install it there first")
         self.log_start = len(self.daemon_log())
         ready, ready_end = os.pipe()
         with self.locked() as lock, open(self.state.path("log/boot.log"), "wb") as log:
-            self.state.save_options({"install": self.install, "daemon": daemon, "network": network, "srv": srv, "started": started})
+            given = {"daemon": daemon, "network": network, "srv": srv, "started": started, "listen": listen}
+            self.state.save_options({"install": self.install, **given})
             self.holder = launch.spawn(
                 state=self.state.directory,
                 install=self.install,
@@ -113,6 +119,8 @@ class SimulatedDevice(Inspection):
         os.close(ready_end)
         try:
             self.wait_booted(ready)
+            if listen:
+                self.forwarder = self.listen(listen, attached)
             if daemon:
                 self.wait_daemon()
         except BaseException:
@@ -168,7 +176,9 @@ class SimulatedDevice(Inspection):
     def reap(self):
         if self.holder:
             self.holder.wait()
-        self.holder = None
+        if self.forwarder:
+            self.forwarder.wait()
+        self.holder = self.forwarder = None
 
     def erase(self):
         """Forgets all that the device kept. It must be stopped."""
