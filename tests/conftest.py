@@ -65,15 +65,29 @@ def device_class():
     return simdevice.SimulatedDevice
 
 
-@pytest.fixture
-def new_device(request, tmp_path, device_class):
-    """A new device that is not started yet, so that its flash and files can be prepared."""
-    device = device_class(tmp_path / "state", STAGE)
+@contextlib.contextmanager
+def kept_apart(node, device):
+    """Lets one test alone have a device, which ends with it."""
     try:
-        with watched(device, request.node):
+        with watched(device, node):
             yield device
     finally:
         device.power_cut()
+
+
+@pytest.fixture
+def new_device(request, tmp_path, device_class):
+    """A new device that is not started yet, so that its flash and files can be prepared."""
+    with kept_apart(request.node, device_class(tmp_path / "state", STAGE)) as device:
+        yield device
+
+
+@pytest.fixture
+def other_device(request, tmp_path, device_class):
+    """A second running device, for what devices have to do with each other."""
+    with kept_apart(request.node, device_class(tmp_path / "other", STAGE)) as device:
+        device.start()
+        yield device
 
 
 @pytest.fixture
