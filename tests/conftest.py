@@ -59,6 +59,12 @@ def watched(device, node):
         assert daemon is None or daemon["running"], f"the daemon ended with status {daemon['status']}"
 
 
+@pytest.fixture(scope="session")
+def stage():
+    """The directory with the installed daemon."""
+    return STAGE
+
+
 @pytest.fixture
 def device_class():
     """What the devices of a test are made of; a folder's own conftest.py may put a class that knows more here."""

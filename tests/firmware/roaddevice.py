@@ -45,6 +45,8 @@ class Settings(typing.NamedTuple):
 class RoadDevice(FirmwareDevice):
     def settle(self):
         """Sets all that an update must carry."""
+        # The first lease, when it is read, overwrites what has not been applied yet.
+        self.wait_for(lambda: self.get("/system/network", "local.NetworkInterface", "ipaddress"), 20, "a lease")
         for path, (content, mode) in OWN_FILES.items():
             self.write(path, content, mode=mode)
         self.exec(["sed", "-i", r"s/^Bootproject/Application.1=Main\nApplication.2=Visu\n&/", PLC_CONFIGURATION], check=True)
