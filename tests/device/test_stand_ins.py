@@ -140,12 +140,14 @@ def test_the_calls_of_any_job_are_recorded_in_order(device):
     assert call_job(device, "avahi_2ddaemon", "Stop", True).returncode == 0
     assert call_job(device, "avahi_2ddaemon", "Start", False, "A=1", "B=2").returncode == 0
     assert call_job(device, "another", "Start", True).returncode == 0
+    assert call_job(device, "third", "Restart", False).returncode == 0
 
     calls = [(entry["job"], entry["call"], entry["env"], entry["wait"]) for entry in device.upstart_log()]
     assert calls == [
         ("avahi_2ddaemon", "Stop", [], True),
         ("avahi_2ddaemon", "Start", ["A=1", "B=2"], False),
         ("another", "Start", [], True),
+        ("third", "Restart", [], False),
     ]
 
 
