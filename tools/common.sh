@@ -8,7 +8,7 @@ packages=(
 
 # Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
 # unpacked; the libraries that they need stand above.
-device_packages=(connman avahi-daemon)
+device_packages=(connman avahi-daemon ntpsec)
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then

@@ -10,6 +10,7 @@ INTERFACES = {
     "/system/can": "local.CanInterface",
     "/system/can/canconfig": "local.BareboxConfig",
     "/system/constants": "local.Constants",
+    "/system/syslog": "local.LogConfig",
     "/system/guiLevel1": "local.BareboxConfig",
     "/system/guiLevel2": "local.BareboxConfig",
     "/system/guiLevel3": "local.BareboxConfig",
