@@ -4,7 +4,7 @@ packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
     python3 python3-dbus python3-dbusmock python3-gi python3-pytest procps tzdata wget gnupg busybox net-tools
-    libxtables12 libavahi-core7 libdaemon0)
+    libxtables12 libavahi-core7 libdaemon0 libbsd0 python3-ntp)
 
 # Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
 # unpacked; the libraries that they need stand above.

@@ -17,6 +17,7 @@ INTERFACES = {
     "/system/guiSystem": "local.BareboxConfig",
     "/system/network": "local.NetworkInterface",
     "/system/time": "local.Systemtime",
+    "/system/time/ntp": "local.NtpConfig",
     "/system/variables": "local.BareboxConfig",
     "/loader": "local.FwUpdateSettings",
     "/loader/boot": "local.BareboxConfig",
