@@ -68,8 +68,8 @@ void LogConfig::setLogFileSize(int size)
 
 void LogConfig::apply()
 {
-    // The file is closed last. Its text is buffered until then, so what asks for the restart sees an empty file; the
-    // job reads it once the old log daemon has ended.
+    // The file is closed last, and its text is buffered until then: the init system finds it empty when it is called.
+    // Its job has to wait for the text.
     QFile file;
     if (openRegularFile(file, settingsPath, QIODevice::WriteOnly))
         file.write(syslogFile(settings));
