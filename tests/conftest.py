@@ -128,3 +128,12 @@ def own_client(own_device):
     """A client on the test's own device."""
     with busclient.BusClient(own_device) as client:
         yield client
+
+
+@pytest.fixture
+def sparing_client(new_device):
+    """A client of a daemon whose sanitizer, if any, gives freed memory back at once."""
+    options = os.environ.get("ASAN_OPTIONS", "")
+    new_device.start(env={"ASAN_OPTIONS": f"{options}:quarantine_size_mb=0:thread_local_quarantine_size_kb=0"})
+    with busclient.BusClient(new_device) as client:
+        yield client

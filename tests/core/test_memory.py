@@ -1,9 +1,8 @@
 """The daemon's memory stays what it is, however long clients call it."""
 
 import dbus
-import pytest
 from busclient import BusClient
-from insidetools import SPARING, resident_kib, sanitizer_environment
+from insidetools import resident_kib
 
 GROWTH_KIB = 1024
 
@@ -19,14 +18,6 @@ ROUND = {
     "refused names": lambda client: client.set("/system", "local.System", "hostname", "no host name"),
     "events": lambda client: client.call("/testsystemevent", "reboot", "/" * 1000),
 }
-
-
-@pytest.fixture
-def sparing_client(new_device):
-    """A client of a daemon whose sanitizer, if any, gives freed memory back at once."""
-    new_device.start(env=sanitizer_environment(**SPARING))
-    with BusClient(new_device) as client:
-        yield client
 
 
 def test_thousands_of_calls_do_not_make_the_daemon_grow(new_device, sparing_client):
