@@ -27,6 +27,9 @@ struct udev_device;
  * Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash. Each stage is
  * told by the event firmwareUpdate and by the LEDs, failures by these alone.
  *
+ *  **Settings.** An update replaces the root file system. Before its reboot the device's identity and settings are
+ *  copied to the data partition; the next start that finds the partition mounted copies them back, once.
+ *
  *  **First start.** After a flash or a factory initialisation a marker is found at start. The device then reboots once
  *  more: when the data partition is mounted and the system configuration manager has started, in either order.
  *
@@ -176,14 +179,14 @@ private:
     bool checkMd5(const QDir &dir, const QString &name);
     static void signalFirmwareFailure();
 
+    static bool copyFile(const QString &source, const QString &destination);
     void saveToNodekeep();
     bool restoreFromNodekeep();
-    void linkPublicFiles(const QString &firmware);
+    void linkPublicFiles();
     static void applyInterfacesToConnman();
 
     static bool saveCodesysState();
     static bool patchCodesysConfig();
-    static void addDefaultPlcApplication();
     static QStringList codesysFileMapList();
 
     bool factoryInit = false;

@@ -10,8 +10,6 @@
 
 #include <qmz/Upstart.h>
 
-#include <QDir>
-
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -53,20 +51,6 @@ bool FwUpdateSettings::patchCodesysConfig()
     configuration.close();
     ::sync();
     return true;
-}
-
-void FwUpdateSettings::addDefaultPlcApplication()
-{
-    const QDir directory(plcDirectory);
-    if (directory.entryList({u"Application.app"_s}, QDir::Files | QDir::CaseSensitive, QDir::Name).isEmpty())
-        return;
-    QFile configuration;
-    if (!openRegularFile(configuration, plcConfigurationPath, QIODevice::ReadWrite))
-        return;
-
-    const std::optional<QByteArray> extended = withDefaultApplication(configuration.readAll());
-    if (extended && configuration.seek(0))
-        configuration.write(*extended);
 }
 
 QStringList FwUpdateSettings::codesysFileMapList()

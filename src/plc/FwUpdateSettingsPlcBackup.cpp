@@ -61,7 +61,7 @@ QString FwUpdateSettings::createCodesysTarball()
     names << u"qmz.cfg"_s;
     names.removeDuplicates();
 
-    const QString archive = newArchivePath();
+    QString archive = newArchivePath();
     QStringList arguments{u"-f"_s, archive, u"-C"_s, u"/srv/codesys"_s, u"-cz"_s};
     for (const QString &name : std::as_const(names))
         arguments << asFileArgument(name);

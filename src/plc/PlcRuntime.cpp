@@ -22,7 +22,6 @@ bool isSimple(const QVariant &value)
     switch (value.typeId()) {
     case QMetaType::QString:
     case QMetaType::Bool:
-    case QMetaType::UChar:
     case QMetaType::Short:
     case QMetaType::UShort:
     case QMetaType::Int:

@@ -227,3 +227,47 @@ def test_the_log_of_platform_events_is_read_over_its_rotation(device):
     device.write("/var/log/qmz/platform.jsonl", json.dumps({"call": "second"}) + '\n{"call": "half')
 
     assert [entry["call"] for entry in device.platform_log()] == ["first", "second"]
+
+
+RUNTIME = "com.ozt.codesys"
+
+
+def ask_runtime(device, method):
+    return device.exec(["busctl", "--timeout=2", "call", RUNTIME, "/", RUNTIME, method])
+
+
+def test_the_plc_runtime_answers_what_its_files_say(device):
+    assert ask_runtime(device, "apps").stdout == "as 0\n"
+    assert ask_runtime(device, "version").stdout == "i 35\n"
+
+    device.write("/var/lib/plcruntime/apps", 'as ["Pump", "Fan control"]\n')
+    device.write("/var/lib/plcruntime/version", 's "3.5.14"\n')
+    assert ask_runtime(device, "apps").stdout == 'as 2 "Pump" "Fan control"\n'
+    assert ask_runtime(device, "version").stdout == 's "3.5.14"\n'
+
+    for line, answer in (("a{si} {}", "a{si} 0\n"), ("as", ""), ("d 3.5", "d 3.5\n")):
+        device.write("/var/lib/plcruntime/version", line)
+        result = ask_runtime(device, "version")
+        assert (result.returncode, result.stdout) == (0, answer)
+    assert device.read("/var/log/plcruntime.log").split() == ["apps", "version"] * 2 + ["version"] * 3
+
+
+def test_the_plc_runtime_fails_or_is_silent_when_told_to(device):
+    device.write("/var/lib/plcruntime/apps", "error\n")
+    device.write("/var/lib/plcruntime/version", "silence\n")
+
+    assert "told to fail" in ask_runtime(device, "apps").stderr
+    assert "timed out" in ask_runtime(device, "version").stderr
+
+
+def test_the_plc_runtime_goes_and_comes_with_its_job(device):
+    call_job(device, "codesys", "Stop", False)
+    device.wait_for(lambda: ask_runtime(device, "apps").returncode != 0, what="the runtime to go")
+
+    for _ in range(20):
+        call_job(device, "codesys", "Start", False)
+        call_job(device, "codesys", "Stop", False)
+    call_job(device, "another", "Start", False)
+    call_job(device, "codesys", "Start", False)
+
+    device.wait_for(lambda: ask_runtime(device, "apps").returncode == 0, what="the runtime to come back")

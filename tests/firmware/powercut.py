@@ -2,11 +2,13 @@
 
 import os
 import select
+import signal
 import subprocess
 import time
 import typing
 
 from roaddevice import START_UPDATE
+from simdevice import machine_pids
 
 HELD_US = 60_000_000
 LIMIT = 30.0
@@ -39,9 +41,35 @@ def cut_power_at(device, step):
     try:
         tracer.wait_held()
     finally:
-        device.power_cut()
+        kill_all(device)
         tracer.end()
+        device.power_cut()
         update.wait()
+
+
+def kill_all(device):
+    """Ends every process of the device. They can't be gone before the tracer has let go of them, but must be dead when
+    it does: what it held would go on."""
+    init = device.init_pid
+    namespace = pid_namespace(init)
+    others = [pid for pid in machine_pids() if pid != init and pid_namespace(pid) == namespace]
+    os.kill(init, signal.SIGKILL)
+    device.wait_for(lambda: all(is_dead(pid) for pid in others), what="the end of all processes")
+
+
+def pid_namespace(pid):
+    try:
+        return os.readlink(f"/proc/{pid}/ns/pid")
+    except OSError:
+        return None
+
+
+def is_dead(pid):
+    try:
+        with open(f"/proc/{pid}/stat") as file:
+            return file.read().rpartition(")")[2].split()[0] in "ZX"
+    except OSError:
+        return True
 
 
 def start_update(device):

@@ -8,7 +8,10 @@ import json
 import shutil
 import subprocess
 
+import flashimage
 import pytest
+import simdevice
+from firmwaredevice import MANAGER
 from powercut import Step, cut_power_at
 from roaddevice import CARRIED, INTERFACES, STORE, RoadDevice
 
@@ -130,24 +133,30 @@ def settled_state(make_package, tmp_path_factory, stage):
 def owners_view(device):
     """What an owner would miss, by its name."""
     settings = device.settings()
-    flash = {name: text for name, text in device.flash.items() if name != "update"}
     return settings.files | {
         PLC: settings.plc_applications,
         ADDRESS: settings.addresses == ["192.168.10.7/24"],
-        ENVIRONMENT: flash,
+        ENVIRONMENT: "eth0.ethaddr=00:11:22:33:44:55\n" in flash_of(device).get("config", ""),
     }
+
+
+def flash_of(device):
+    try:
+        return device.flash
+    except flashimage.DamagedImage:
+        return {}
 
 
 def is_up(device):
     """Whether the device runs, and has nothing of an update left to do."""
     try:
         status = device.daemon_status()
-        if not status or not status["running"] or "update" in device.flash:
+        if not status or not status["running"] or "update" in flash_of(device):
             return False
         if device.exists("/new_firmware") or device.exists(f"{STORE}/update"):
             return False
-        return bool(device.version())
-    except Exception:  # it is just rebooting
+        return device.get(*MANAGER, "factoryInit") is False  # else it is about to reboot
+    except (simdevice.DeviceError, subprocess.SubprocessError):  # it is just rebooting
         return False
 
 

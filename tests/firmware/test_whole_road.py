@@ -168,7 +168,7 @@ def test_a_package_that_is_not_only_kept_goes_the_whole_road_alone(settled: Road
 
 def test_without_a_plc_runtime_the_default_application_is_entered(settled: RoadDevice, package):
     device = settled
-    device.write("/CODESYSControl/version", "as none\n")  # an answer that is no version, as good as none
+    device.write("/var/lib/plcruntime/version", "error\n")
     device.write("/srv/codesys/Application.app", "")
     device.take_in(package)
 

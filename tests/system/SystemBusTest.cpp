@@ -47,6 +47,7 @@ TEST_F(SystemBusTest, OffersItsMethodsInOrder)
 {
     const QStringList expected{
         u"method resetWebPassword(s) -> b"_s,
+        u"method resetCodesys() -> b"_s,
         u"method startMeascardLedSignaling(i)"_s,
         u"method remoteMeascardLedSingaling(is)"_s,
         u"method deleteAllCertificates() -> i"_s,

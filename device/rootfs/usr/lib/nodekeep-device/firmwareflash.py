@@ -16,6 +16,8 @@ IMAGE = "/dev/.device/image"  # the root file system as the image has it, read-o
 FIRMWARES = "/dev/.device/srv/fwupdate"  # on the data partition, whether that is mounted or not
 MARKER = "/new_firmware"
 VERSION_RECORD = "/etc/oztversion.conf"
+PLC_CONFIGURATION = "/CODESYSControl/CODESYSControl.cfg"
+NEW_PLC_CONFIGURATION = "/usr/lib/nodekeep-device/CODESYSControl.cfg"  # on devices that have a PLC
 
 
 def install_named_firmware(log):
@@ -42,8 +44,12 @@ def install_named_firmware(log):
 
 
 def write_root(firmware):
-    for directory in ("/etc", "/CODESYSControl", "/var/lib/connman"):
+    for directory in ("/etc", "/var/lib/connman"):
         replace_by_image(directory)
+    if os.path.exists(PLC_CONFIGURATION):
+        os.unlink(PLC_CONFIGURATION)
+    if os.path.isdir(os.path.dirname(PLC_CONFIGURATION)):
+        shutil.copy(NEW_PLC_CONFIGURATION, PLC_CONFIGURATION)
     with open(os.path.join(firmware, "control"), "rb") as file:
         control = variables(file.read())
     # The image in a package made for this device holds random bytes; its version record is the control file's.

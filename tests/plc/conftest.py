@@ -1,0 +1,28 @@
+"""Devices for the PLC tests."""
+
+import os
+import sys
+
+import pytest
+
+HERE = os.path.dirname(os.path.realpath(__file__))
+sys.path.insert(0, HERE)
+
+from plcdevice import PlcDevice  # noqa: E402
+
+
+@pytest.fixture
+def device_class():
+    return PlcDevice
+
+
+@pytest.fixture
+def device(own_device):
+    """A running device of the test's own with a PLC runtime and its files."""
+    own_device.install_runtime()
+    return own_device
+
+
+@pytest.fixture
+def client(own_client):
+    return own_client
