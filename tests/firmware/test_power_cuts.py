@@ -104,9 +104,9 @@ STEPS = [
     Step("the public files are being linked", "execve", "/usr/bin/cp", boot=2),
     *restoring(),
     *forgetting(),
-    Step("the PLC's configuration is opened", "openat", "/CODESYSControl/CODESYSControl.cfg", boot=2, loses=FORGOTTEN),
-    Step("the PLC's configuration is written", "sync", boot=2, loses=FORGOTTEN - {PLC}),
-    Step("the second reboot has saved the port's settings", "sync", nth=3, boot=2),
+    Step("the list of PLC applications is read", "openat", "/srv/codesys/qmz.cfg", boot=2, loses=FORGOTTEN),
+    Step("the address is read to be given to connman", "openat", INTERFACES, 2, 2, FORGOTTEN - {PLC}),
+    Step("the second reboot writes the interfaces file", "openat", INTERFACES, 3, 2),
     Step("the marker of the first start is removed", "unlink", "/new_firmware", boot=2),
     Step("the second reboot is told to the system", "execve", "/usr/sbin/shutdown", boot=2),
 ]
