@@ -1,6 +1,7 @@
 """What the system tests share: devices, clients of their bus, and a look at the daemon's health after each test."""
 
 import contextlib
+import json
 import os
 import sys
 
@@ -35,6 +36,17 @@ def pytest_runtest_makereport(item, call):
     if report.failed:
         for device, start in item.stash.get(used_devices, []):
             report.sections.append(("the daemon's log", device.daemon_log(start)))
+
+
+def pytest_terminal_summary(terminalreporter):
+    """The table of the power cuts: at which step, which version came up, what was lost."""
+    reports = [report for outcome in ("passed", "failed") for report in terminalreporter.stats.get(outcome, [])]
+    rows = [json.loads(value) for report in reports for name, value in report.user_properties if name == "power cut"]
+    if not rows:
+        return
+    terminalreporter.section("power cuts on the way through an update")
+    for step, version, lost in sorted(rows, key=lambda row: row[0]):
+        terminalreporter.write_line(f"{step:60} {version:8} {', '.join(lost) or '-'}")
 
 
 def pytest_sessionfinish(session):

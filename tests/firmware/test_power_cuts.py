@@ -182,6 +182,6 @@ def test_a_power_cut_loses_nothing_but_what_is_named(step, settled_state, tmp_pa
         shutil.rmtree(tmp_path / "state", ignore_errors=True)
 
     lost = {name for name, value in before.items() if after[name] != value}
-    record_property("power cut", json.dumps([step.title, version, sorted(lost)]))
+    record_property("power cut", json.dumps([f"{STEPS.index(step) + 1:2} {step.title}", version, sorted(lost)]))
     assert version in ("4.2.0", "4.3")
     assert lost == step.loses
