@@ -1,0 +1,87 @@
+"""The first start after an update hands the static address of the restored interfaces file back to connman."""
+
+import pytest
+from mockservices import AvahiMock, ConnmanMock
+from test_saving import manual, nameservers, stanza
+from test_real_services import DHCP_STANZA, INTERFACES
+
+STORE = "/srv/nodekeep"
+
+
+class UpdatedDevice:
+    """A device whose daemon is about to find saved settings, with a mocked connman and Avahi."""
+
+    def __init__(self, device, connman, avahi):
+        self.device = device
+        self.connman = connman
+        self.avahi = avahi
+
+    def start_with(self, interfaces):
+        self.device.write(f"{STORE}/interfaces", interfaces)
+        self.device.write(f"{STORE}/update", "NAND_UPDATE=\n")
+        self.device.start_daemon()
+
+    def told(self):
+        return self.connman.properties_set()
+
+
+@pytest.fixture
+def updated(new_device):
+    new_device.start(daemon=False)
+    with ConnmanMock(new_device) as connman, AvahiMock(new_device) as avahi:
+        yield UpdatedDevice(new_device, connman, avahi)
+
+
+def test_the_address_goes_first_and_then_the_name_server(updated):
+    updated.start_with(INTERFACES.format(ethernet=stanza()))
+
+    assert updated.told() == [manual(), nameservers("9.9.9.9")]
+    assert (
+        'setting address: "10.1.2.3"  netmask: "255.0.0.0"  gateway: "10.0.0.1"' in updated.device.daemon_log()
+    )
+
+
+def test_without_a_name_server_only_the_address_goes(updated):
+    updated.start_with(INTERFACES.format(ethernet=stanza(nameserver="")))
+
+    assert updated.told() == [manual()]
+
+
+@pytest.mark.parametrize(
+    "ethernet",
+    [DHCP_STANZA, stanza(gateway=""), stanza(address="10.1"), stanza(netmask="x"), ""],
+    ids=["DHCP", "no gateway", "no address", "no mask", "no stanza"],
+)
+def test_a_file_without_a_usable_address_hands_over_nothing(updated, ethernet):
+    updated.start_with(INTERFACES.format(ethernet=ethernet))
+
+    assert updated.told() == []
+    assert "setting address" not in updated.device.daemon_log()
+
+
+def test_the_host_name_is_announced_once_more(updated):
+    updated.start_with(INTERFACES.format(ethernet=stanza()))
+
+    name = updated.device.read("/proc/sys/kernel/hostname").strip()
+    updated.device.wait_for(lambda: len(updated.avahi.host_names()) >= 2, what="both announcements")
+    assert updated.avahi.host_names() == [name, name]
+
+
+def test_the_boot_variables_stay(updated):
+    before = updated.device.flash
+
+    updated.start_with(INTERFACES.format(ethernet=stanza()))
+
+    assert updated.device.flash == before
+
+
+def test_nobody_but_the_one_object_hears_of_connman_afterwards(updated):
+    updated.start_with(INTERFACES.format(ethernet=stanza()))
+    before = len(updated.device.platform_log_of("Upstart.restartNameservices"))
+
+    updated.connman.tell("State", "online")
+
+    updated.device.wait_for(
+        lambda: len(updated.device.platform_log_of("Upstart.restartNameservices")) > before, what="the reaction"
+    )
+    assert len(updated.device.platform_log_of("Upstart.restartNameservices")) == before + 1
