@@ -3,6 +3,7 @@
 import json
 
 import simdevice
+import web
 from busclient import SERVICE
 
 MANAGER = ("/loader", "local.FwUpdateSettings")
@@ -43,9 +44,9 @@ class FirmwareDevice(simdevice.SimulatedDevice):
     def announce(self, path, name="update.qmz"):
         self.busctl("emit", "/", "com.ozt.httpdata", "fileUploaded", "ss", path, name)
 
-    def upload(self, package, path="/tmp/upload-fwupdate"):
-        self.write(path, package)
-        self.announce(path)
+    def upload(self, package, name="update.qmz"):
+        """Uploads a package through the device's web server; the result is where that has put it."""
+        return web.upload(self, package, name, kind="fwupdate")
 
     def listed(self):
         """The names in the firmware list, in order and as often as they stand there."""

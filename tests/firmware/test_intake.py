@@ -8,7 +8,7 @@ REFUSED_AT_ONCE = [1, (60, 5), 2, (10, 1), 0]
 
 
 def test_a_good_package_becomes_a_record_on_the_bus(device: FirmwareDevice, make_package):
-    device.upload(make_package("--date", "2026-11-21"))
+    stored = device.upload(make_package("--date", "2026-11-21"))
 
     device.wait_told(TAKEN)
     assert device.records() == {
@@ -24,7 +24,7 @@ def test_a_good_package_becomes_a_record_on_the_bus(device: FirmwareDevice, make
     assert "/loader/fwupdate0" in device.tree()
     assert device.call("/loader/fwupdate0", "local.NandUpdate", "releasename") == "Harvest"
     assert device.firmware_directories() == ["fwupdate0"]
-    assert not device.exists("/tmp/upload-fwupdate")
+    assert not device.exists(stored)
 
 
 @pytest.mark.parametrize(
@@ -56,11 +56,11 @@ def test_a_good_package_becomes_a_record_on_the_bus(device: FirmwareDevice, make
     ],
 )
 def test_a_bad_package_is_refused_and_the_next_good_one_taken(device: FirmwareDevice, make_package, options, told):
-    device.upload(make_package(*options))
+    stored = device.upload(make_package(*options))
 
     device.wait_told(told)
     assert device.records() == {}
-    assert not device.exists("/tmp/upload-fwupdate")
+    assert not device.exists(stored)
     assert not device.exists("/escaped") and not device.exists("/srv/escaped")
     assert told == NOT_UNPACKED or "firmware" not in device.firmware_directories()
 
