@@ -72,7 +72,8 @@ QString FwUpdateSettings::createCodesysTarball()
 
     if (hasSucceeded(tar))
         return archive;
-    QFile::remove(archive);
+    if (!archive.isEmpty())
+        QFile::remove(archive);
     return {};
 }
 

@@ -63,9 +63,10 @@ void System::setHostname(const QString &name)
 
     hostname = name;
     const QByteArray line = name.toLocal8Bit() + '\n';
-    if (!writeRegularFile(storedHostnamePath, line))
+    if (writeRegularFile(storedHostnamePath, line))
+        ::sync();
+    else
         qWarning("%s: can't be written, ignoring", qUtf8Printable(storedHostnamePath));
-    ::sync();
     if (!writeRegularFile(kernelHostnamePath, line))
         qWarning("%s: can't be written, ignoring", qUtf8Printable(kernelHostnamePath));
 }

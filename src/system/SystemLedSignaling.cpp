@@ -8,6 +8,7 @@
 
 #include <QIODevice>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QUrl>
@@ -52,6 +53,7 @@ void System::startMeascardLedSignaling(int timeInSec)
 void System::remoteMeascardLedSingaling(int timeInSec, const QString &networkaddress)
 {
     netManager = new QNetworkAccessManager;
+    netManager->setProxy(QNetworkProxy::NoProxy); // the address is the other device's, whatever the environment says
     connect(netManager, &QNetworkAccessManager::finished, this, &System::replyFinished);
 
     QNetworkRequest request(QUrl(u"http://"_s + networkaddress));

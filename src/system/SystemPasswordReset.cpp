@@ -25,8 +25,8 @@ const QString eventOrigin = u"/"_s;
 /** Whether gpg accepts the file, which carries its signature inside. Waits for gpg without limit. */
 bool isSigned(const QString &file)
 {
-    // gpg would wait for ever on a FIFO or read an endless device; a missing file is left to it.
-    if (const QFileInfo info(file); info.exists() && !info.isFile())
+    // gpg would wait for ever on a FIFO or read an endless device; all else is left to it.
+    if (const QFileInfo info(file); info.exists() && !info.isFile() && !info.isDir())
         return false;
 
     QProcess gpg;

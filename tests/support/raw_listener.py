@@ -57,7 +57,7 @@ def serve(connection, manner, path):
 
 
 def main(port, manner, path):
-    listener = socket.create_server(("127.0.0.1", int(port)), backlog=1000)
+    listener = socket.create_server(("", int(port)), backlog=1000)
     while True:
         connection, _ = listener.accept()
         threading.Thread(target=serve, args=(connection, manner, path), daemon=True).start()

@@ -114,7 +114,7 @@ TEST_F(SystemUploadsTest, MissingSourceLosesTheOlderCertificateToo)
     EXPECT_EQ(stored(), QStringList());
 }
 
-TEST_F(SystemUploadsTest, UploadIsGoneThoughItCouldNotBeStored)
+TEST_F(SystemUploadsTest, FileInTheDirectorysPlaceHasTheUploadStoredBesideIt)
 {
     writeFile(certificates, "a file in the directory's place");
 
@@ -122,6 +122,8 @@ TEST_F(SystemUploadsTest, UploadIsGoneThoughItCouldNotBeStored)
 
     EXPECT_FALSE(fileExists(temporary));
     EXPECT_EQ(readFile(certificates), "a file in the directory's place");
+    EXPECT_EQ(readFile(u"/srv/a.pdf"_s), "a");
+    removeAll(u"/srv/a.pdf"_s);
 }
 
 TEST_F(SystemUploadsTest, DirectoryNamedLikeTheCertificateStays)

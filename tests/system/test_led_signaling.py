@@ -6,7 +6,8 @@ import os
 import subprocess
 
 import pytest
-from insidetools import resident_kib
+from busclient import BusClient
+from insidetools import resident_kib, shell
 
 LISTENER = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(__file__))), "support", "raw_listener.py")
 INT_MAX, INT_MIN = 2**31 - 1, -(2**31)
@@ -96,6 +97,18 @@ def test_another_device_gets_one_post(device, client, seconds):
         assert sent == body(seconds)
         assert len(other.heard()) == 1
     assert len(effects(device)) == shown
+
+
+def test_a_proxy_of_the_environment_is_not_used(new_device):
+    new_device.start(daemon=False)
+    with listening(new_device, "answer") as proxy, listening(new_device, "answer") as listener:
+        shell(new_device, "ip addr add 10.9.9.9/32 dev lo")
+        new_device.start_daemon(env={"http_proxy": f"http://{proxy.address}"})
+        with BusClient(new_device) as client:
+            signal_remote(client, 1, f"10.9.9.9:{listener.port}")
+
+        listener.wait_heard(1)
+        assert proxy.heard() == []
 
 
 def test_port_and_path_of_the_address_are_used(device, client):

@@ -77,13 +77,15 @@ def test_an_upload_that_is_not_there_takes_the_older_certificate_with_it(device,
     assert certificates(device) == []
 
 
-def test_an_upload_that_can_not_be_stored_is_gone(device, client):
+def test_with_a_file_in_the_directorys_place_an_upload_ends_up_beside_it(device, client):
     shell(device, f"echo no directory >{CERTIFICATES}")
 
     upload(device, client, "a", "a.pdf")
 
     assert not device.exists(TEMPORARY)
     assert device.read(CERTIFICATES) == "no directory\n"
+    assert device.read("/srv/a.pdf") == "a"
+    shell(device, "rm /srv/a.pdf")
 
 
 def test_what_is_no_file_is_not_waited_for(device, client):
