@@ -29,6 +29,10 @@ TEST_F(CarryOverRestoreTest, FilesComeBackAndTheStoreIsEmptied)
     EXPECT_TRUE(manager->getFwUpdated());
     EXPECT_FALSE(manager->getFactoryInit());
     EXPECT_FALSE(fileExists(envFile(u"update"_s)));
+
+    // Had the marker's store stayed, it would bring the marker back.
+    manager->saveEnv();
+    EXPECT_EQ(storeEntries(), QStringList());
 }
 
 TEST_F(CarryOverRestoreTest, FilesComeBackInOrderAndThenGoInOrder)

@@ -61,9 +61,12 @@ TEST_F(CarryOverSaveTest, CopyComesAfterTheFlashAndBeforeTheReboot)
     tools.add(u"bareboxenv"_s, "test -e /srv/nodekeep && echo early >>/srv/codesys\n");
     bool saved = false;
     bool listed = false;
+    QStringList toolsAtTheEvent{u"not told"_s};
     const FakePlcRuntime runtime({u"One"_s});
     ASSERT_TRUE(QDir().mkdir(u"/srv/codesys"_s));
     onPlatformCall([&](const PlatformCall &call) {
+        if (call.name == u"SystemEvent.firmwareUpdate"_s)
+            toolsAtTheEvent = tools.calls();
         if (call.name == u"SystemEvent.reboot"_s) {
             saved = fileExists(storePath(u"variables"_s));
             listed = fileExists(u"/srv/codesys/qmz.cfg"_s);
@@ -75,6 +78,7 @@ TEST_F(CarryOverSaveTest, CopyComesAfterTheFlashAndBeforeTheReboot)
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage, u"shutdown -r now"_s}));
     EXPECT_TRUE(saved);
     EXPECT_TRUE(listed);
+    EXPECT_EQ(toolsAtTheEvent, QStringList());
     EXPECT_TRUE(QDir(u"/srv/codesys"_s).exists());
 }
 

@@ -15,7 +15,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+
 using namespace Qt::StringLiterals;
+
+namespace {
+
+std::atomic<int> syncs = 0;
+
+} // namespace
+
+/** In place of the C library's: the tests look at when it comes, not at disks. */
+extern "C" void sync()
+{
+    ++syncs;
+}
 
 namespace {
 
@@ -191,9 +205,12 @@ TEST_F(LogConfigRestartTest, InitSystemFindsTheFileTruncatedAndNotYetWritten)
 {
     writeFile(filePath, otherSettings);
     QByteArray seen = "nothing";
+    int syncedBefore = 0;
+    syncs = 0;
     {
-        const FakeService init(initName, jobsPath, [&seen](const QDBusMessage &call) {
+        const FakeService init(initName, jobsPath, [&](const QDBusMessage &call) {
             seen = readFile(filePath);
+            syncedBefore = syncs;
             return call.createReply();
         });
 
@@ -201,6 +218,8 @@ TEST_F(LogConfigRestartTest, InitSystemFindsTheFileTruncatedAndNotYetWritten)
     }
 
     EXPECT_EQ(seen, "");
+    EXPECT_EQ(syncedBefore, 1);
+    EXPECT_EQ(syncs, 1);
     EXPECT_EQ(readFile(filePath), heading + "SIZE=\"-s 7\"\nLOCAL=-L\n");
 }
 

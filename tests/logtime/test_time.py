@@ -127,14 +127,6 @@ def test_local_time_that_was_set_is_told(own_device, own_client):
     assert is_just_after(hardware_time(own_device), WHEN - 19800)
 
 
-def test_a_fraction_of_a_second_is_not_kept(own_device, own_client):
-    set_to(own_client, "setSystemTimeUtc", WHEN)
-
-    # What the hardware clock was given, an instant later, begins anew with the second.
-    text = ask(own_client, "getHwTimeAsText").strip()
-    assert datetime.datetime.fromisoformat(text).timestamp() < WHEN + TOLERANCE
-
-
 def test_a_time_beyond_a_change_of_daylight_saving_lands_an_hour_off(own_device, own_client):
     set_zone(own_client, "Europe/Berlin")
     set_to(own_client, "setSystemTimeUtc", 1_768_478_400)  # a day in January

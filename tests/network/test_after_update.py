@@ -1,6 +1,7 @@
 """The first start after an update hands the static address of the restored interfaces file back to connman."""
 
 import pytest
+from busclient import BusClient
 from mockservices import AvahiMock, ConnmanMock
 from test_saving import manual, nameservers, stanza
 from test_real_services import DHCP_STANZA, INTERFACES
@@ -84,4 +85,28 @@ def test_nobody_but_the_one_object_hears_of_connman_afterwards(updated):
     updated.device.wait_for(
         lambda: len(updated.device.platform_log_of("Upstart.restartNameservices")) > before, what="the reaction"
     )
+    with BusClient(updated.device) as bus:
+        bus.call("/system/network", "getHostname")  # answered once whoever else has heard of it has reacted
     assert len(updated.device.platform_log_of("Upstart.restartNameservices")) == before + 1
+
+
+def test_an_ordinary_start_hands_over_nothing(updated):
+    updated.device.write("/etc/network/interfaces", INTERFACES.format(ethernet=stanza()))
+
+    updated.device.start_daemon()
+
+    assert updated.told() == []
+    assert "setting address" not in updated.device.daemon_log()
+    assert len(updated.avahi.host_names()) == 1
+
+
+def test_without_connman_the_start_goes_on(new_device):
+    new_device.start(daemon=False)
+    new_device.write(f"{STORE}/interfaces", INTERFACES.format(ethernet=stanza()))
+    new_device.write(f"{STORE}/update", "NAND_UPDATE=\n")
+
+    new_device.start_daemon()
+
+    assert 'setting address: "10.1.2.3"' in new_device.daemon_log()
+    with BusClient(new_device) as bus:
+        assert bus.get("/loader", "local.FwUpdateSettings", "fwUpdated")

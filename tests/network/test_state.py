@@ -179,6 +179,16 @@ def test_the_start_up_look_leaves_the_boot_environment_alone(own_device):
         assert own_device.daemon_log().count('new config file: "config"') == unpacked + 1
 
 
+def test_the_start_up_look_does_not_reach_the_time_servers(new_device):
+    new_device.start(daemon=False)
+    with ConnmanMock(new_device) as connman:
+        new_device.start_daemon()
+        assert connman.calls("/", "SetProperty") == []
+
+        connman.tell("State", "idle")
+        new_device.wait_for(lambda: connman.calls("/", "SetProperty"), what="connman to be told of its clock")
+
+
 def test_the_going_online_is_logged(own_device, connman, network):
     connman.tell("State", "online")
 

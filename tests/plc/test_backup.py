@@ -4,6 +4,7 @@ import re
 import time
 
 import pytest
+import web
 from plcdevice import CONFIGURATION, DIRECTORY, FILES, LIST, LOADER, RESTART
 
 
@@ -180,14 +181,13 @@ def announce(device, path, name):
 
 def test_an_uploaded_backup_is_restored_and_shown(device, client):
     archive = back_up(client)
-    device.exec(["mv", archive, "/tmp/upload-codesys.tgz"], check=True)
 
-    announce(device, "/tmp/upload-codesys.tgz", "plant.tgz")
+    stored = web.upload(device, device.read_bytes(archive), "plant.tgz", kind="codesys.tgz")
 
     device.wait_for(lambda: ["startLedEffect", 60, 5] in device.events(), what="the LEDs")
     assert not [event for event in device.events() if event[0] == "firmwareUpdate"]
     assert "Application.1=Pump\nApplication.2=Fan\n" in device.read(CONFIGURATION)
-    assert 'codesys file uploaded: "/tmp/upload-codesys.tgz"   "plant.tgz"' in device.daemon_log()
+    assert f'codesys file uploaded: "{stored}"   "plant.tgz"' in device.daemon_log()
 
 
 def test_an_uploaded_file_that_is_no_backup_is_not_shown(device, client):
