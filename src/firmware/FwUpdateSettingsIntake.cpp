@@ -4,6 +4,7 @@
 
 #include "bootenv/BareboxConfig.h"
 #include "core/ChildProcess.h"
+#include "core/Directory.h"
 #include "core/RegularFile.h"
 #include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareName.h"
@@ -94,13 +95,8 @@ void FwUpdateSettings::unpackFirmware(const QString &fname)
 {
     tellStage(SystemEvent::PackageReceived);
 
-    QDir target(NodekeepGlobals::UPDATE_PATH);
-    if (!target.exists()) {
-        const QString name = target.dirName();
-        target.cdUp();
-        target.mkdir(name);
-        target.cd(name);
-    }
+    // tar complains by itself about a directory that could not be made.
+    static_cast<void>(directoryMadeWhereMissing(NodekeepGlobals::UPDATE_PATH));
     qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
     startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FwUpdateSettings::tarFinished);
 }

@@ -2,6 +2,8 @@
 
 #include "system/System.h"
 
+#include "core/Directory.h"
+
 #include <qmz/NodekeepGlobals.h>
 
 #include <QDebug>
@@ -24,14 +26,7 @@ bool isCertificate(const QString &name)
 /** Copies a file under a name into a directory, whose last level is made when it is missing, over an older one. */
 void storeFile(const QString &source, const QString &directory, const QString &name)
 {
-    QDir place(directory);
-    if (!place.exists()) {
-        const QString last = place.dirName();
-        place.cdUp();
-        place.mkdir(last);
-        place.cd(last);
-    }
-    const QString target = place.filePath(name);
+    const QString target = directoryMadeWhereMissing(directory).filePath(name);
 
     QFile::remove(target);
     // Copying would wait for ever on a FIFO and never come to the end of a device.

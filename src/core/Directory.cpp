@@ -1,0 +1,13 @@
+#include "core/Directory.h"
+
+QDir directoryMadeWhereMissing(const QString &path)
+{
+    QDir directory(path);
+    if (!directory.exists()) {
+        const QString name = directory.dirName();
+        directory.cdUp();
+        directory.mkdir(name);
+        directory.cd(name);
+    }
+    return directory;
+}
