@@ -168,7 +168,7 @@ class Inspection:
         try:
             with open(self.state.path("log", name), errors="replace") as file:
                 return file.read()
-        except FileNotFoundError:
+        except (FileNotFoundError, NotADirectoryError):
             return ""
 
     # The daemon
@@ -189,6 +189,7 @@ class Inspection:
     def describe(self):
         """What the device does just now, for people."""
         if not self.running:
+            self.state.refuse_foreign_things()
             return f"stopped, state in {self.state.directory}"
         daemon = self.daemon_status()
         if not daemon:

@@ -1,10 +1,12 @@
 """The state directory: what a device keeps across a power cycle.
 
   root/   what the device wrote to its root file system
+  usr/    what it wrote below "/usr"
   srv/    the data partition
   flash   the flash with the boot environment
   log/    what the device's programs said
   lock    held by a running device; pid and options.json belong to it
+  layout-2  tells that all this is of a form that this version knows
 """
 
 import fcntl
@@ -18,6 +20,7 @@ from launch import DEFAULT_ENV, DeviceError
 import flashimage
 
 LOCK_LIMIT = 5.0
+LAYOUT = "layout-2"  # a file whose name tells the form of the directory
 
 
 class State:
@@ -29,7 +32,7 @@ class State:
 
     def lock(self):
         """The descriptor of the lock, which whoever inherits it keeps held. Raises DeviceError when a device has it."""
-        os.makedirs(self.path("log"), exist_ok=True)
+        self.prepare()
         fd = os.open(self.path("lock"), os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o644)
         end = time.monotonic() + 0.5  # whoever only looks holds it for a moment
         while True:
@@ -45,10 +48,36 @@ class State:
             os.unlink(self.path("pid"))
         return fd
 
+    def prepare(self):
+        """Makes the directory where it is missing. Raises DeviceError for one with other things in it."""
+        try:
+            os.makedirs(self.directory, exist_ok=True)
+            self.refuse_foreign_things()
+            if not os.path.exists(self.path(LAYOUT)):
+                with open(self.path(LAYOUT), "w"):
+                    pass
+            os.makedirs(self.path("log"), exist_ok=True)
+        except OSError as error:
+            raise DeviceError(f"{self.directory} can't be a state directory: {error.strerror}") from error
+
+    def refuse_foreign_things(self):
+        if not os.path.isdir(self.directory) or os.path.exists(self.path(LAYOUT)):
+            return
+        if self.of_another_version():
+            raise DeviceError(f"{self.directory} holds a device of another version of this program: erase it first")
+        if os.listdir(self.directory):
+            raise DeviceError(f"{self.directory} holds other things than a device: name another directory")
+
+    def of_another_version(self):
+        first_layout = ("flash", "root", "srv", "lock")
+        return any(name.startswith("layout-") and name != LAYOUT for name in os.listdir(self.directory)) or all(
+            os.path.exists(self.path(part)) for part in first_layout
+        )
+
     def locked(self):
         try:
             fd = os.open(self.path("lock"), os.O_RDWR | os.O_CLOEXEC)
-        except FileNotFoundError:
+        except (FileNotFoundError, NotADirectoryError):
             return False
         try:
             fcntl.flock(fd, fcntl.LOCK_SH | fcntl.LOCK_NB)
@@ -95,12 +124,15 @@ class State:
             return flashimage.unpack(file.read())
 
     def write_flash(self, files):
-        os.makedirs(self.directory, exist_ok=True)
+        self.prepare()
         with open(self.path("flash"), "wb") as file:
             file.write(flashimage.pack(files).ljust(flashimage.FLASH_SIZE, b"\xff"))
 
     def erase(self):
         if self.locked():
             raise DeviceError("the device runs: stop it first")
-        if os.path.isdir(self.directory):
-            shutil.rmtree(self.directory)
+        if not os.path.isdir(self.directory):
+            return
+        if not self.of_another_version():
+            self.refuse_foreign_things()
+        shutil.rmtree(self.directory)
