@@ -55,9 +55,9 @@ install_packages() {
 # Lays the device's own packages out below build/device-packages, where that has not been done yet.
 unpack_device_packages() {
     local root=build/device-packages
-    [ "$(cat $root/.unpacked 2>/dev/null)" = "${device_packages[*]}" ] && return
+    [ "$(cat $root.list 2>/dev/null)" = "${device_packages[*]}" ] && return
     say "Unpacking for the device: ${device_packages[*]}"
-    rm -rf $root
+    rm -rf $root $root.list
     mkdir -p $root/archives
     (
         cd $root/archives
@@ -69,9 +69,12 @@ unpack_device_packages() {
     for archive in $root/archives/*.deb; do
         dpkg-deb -x "$archive" $root
     done
-    # Units and bus activation are for the machine's service manager.
-    rm -rf $root/archives $root/lib $root/etc/init.d $root/usr/share/dbus-1/system-services $root/usr/share/doc
-    echo "${device_packages[*]}" >$root/.unpacked
+    # Of "/etc" the services read their own directories; units and bus activation are for the machine's service manager.
+    mv $root/etc $root/archives/etc
+    mkdir $root/etc
+    mv $root/archives/etc/{avahi,connman,ntpsec} $root/etc/
+    rm -rf $root/archives $root/lib $root/usr/share/dbus-1/system-services $root/usr/share/doc
+    echo "${device_packages[*]}" >$root.list
 }
 
 # build PRESET [TARGET...]: configures, builds all or the given targets, and lays the install tree under
