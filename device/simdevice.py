@@ -83,9 +83,7 @@ class SimulatedDevice(Inspection, Links):
         status = process.returncode
         return subprocess.CompletedProcess(command, status if status >= 0 else 128 - status, output, errors)
 
-    def start(
-        self, *, daemon=True, network=False, srv=True, started=True, listen=None, env=None, attached=True
-    ):
+    def start(self, *, daemon=True, network=False, srv=True, started=True, listen=None, env=None, attached=True):
         """Boots the device and returns when all of it is up, the daemon answering. `env` reaches all its programs.
 
         network  true connects eth0 to a network with a DHCP server, and starts connman

@@ -27,7 +27,16 @@ def make_package(images, tmp_path_factory):
     target = tmp_path_factory.mktemp("packages") / "package"
 
     def make(*options):
-        defaults = ["--version", "4.3", "--releasename", "Harvest", "--svnversion", "12000", "--min-updater-version", "3"]
+        defaults = [
+            "--version",
+            "4.3",
+            "--releasename",
+            "Harvest",
+            "--svnversion",
+            "12000",
+            "--min-updater-version",
+            "3",
+        ]
         tool = [os.path.join(PROJECT, "device/mkpackage"), *defaults, *options, "-o", target]
         subprocess.run([*tool, "--linuximage", images / "linuximage", "--root", images / "root.ubi"], check=True)
         return target.read_bytes()

@@ -49,7 +49,9 @@ class RoadDevice(FirmwareDevice):
         self.wait_for(lambda: self.get("/system/network", "local.NetworkInterface", "ipaddress"), 20, "a lease")
         for path, (content, mode) in OWN_FILES.items():
             self.write(path, content, mode=mode)
-        self.write(PLC_CONFIGURATION, "[CmpApp]\nApplication.1=Main\nApplication.2=Visu\nBootproject.RetainMismatch.Init=1\n")
+        self.write(
+            PLC_CONFIGURATION, "[CmpApp]\nApplication.1=Main\nApplication.2=Visu\nBootproject.RetainMismatch.Init=1\n"
+        )
         self.set("/system", "local.System", "hostname", "s", "mill-7")
         self.set("/system/syslog", "local.LogConfig", "remote_log_target", "s", "192.168.10.9:514")
         for name in STORES:

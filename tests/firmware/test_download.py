@@ -80,7 +80,11 @@ def test_the_default_address_is_the_makers_build_server(device: FirmwareDevice):
     device.call(*MANAGER, "startUpdateHttp")
 
     device.wait_told([BEGIN, END, *FAILED])
-    assert device.read("/run/wget-arguments").split() == ["-O", "/tmp/fwupdate", "http://builds.ozt.example/qmz/builds/latest"]
+    assert device.read("/run/wget-arguments").split() == [
+        "-O",
+        "/tmp/fwupdate",
+        "http://builds.ozt.example/qmz/builds/latest",
+    ]
 
 
 @pytest.mark.parametrize("script", ["exit 8", "kill -9 $$", "kill -15 $$", "yes | head -c 3000000; exit 1"])

@@ -104,8 +104,15 @@ def test_numbers_go_up_and_are_counted_anew_at_the_next_start(device: FirmwareDe
 
 @pytest.mark.parametrize(
     ("signature", "arguments"),
-    [("", []), ("s", ["/tmp/x-fwupdate"]), ("sss", ["/tmp/x-fwupdate", "a", "b"]), ("su", ["/tmp/x-fwupdate", "1"]),
-     ("as", ["1", "/tmp/x-fwupdate"]), ("v", ["s", "/tmp/x-fwupdate"]), ("ay", ["2", "1", "2"])],
+    [
+        ("", []),
+        ("s", ["/tmp/x-fwupdate"]),
+        ("sss", ["/tmp/x-fwupdate", "a", "b"]),
+        ("su", ["/tmp/x-fwupdate", "1"]),
+        ("as", ["1", "/tmp/x-fwupdate"]),
+        ("v", ["s", "/tmp/x-fwupdate"]),
+        ("ay", ["2", "1", "2"]),
+    ],
 )
 def test_an_upload_signal_with_other_arguments_is_not_heard(device: FirmwareDevice, signature, arguments):
     device.busctl("emit", "/", "com.ozt.httpdata", "fileUploaded", signature, *arguments)

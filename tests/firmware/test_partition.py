@@ -22,7 +22,7 @@ def late(new_device):
 def timers_run(device):
     """Whether the daemon tests for the mounted partition: it wakes up by itself then."""
     count = "cat /proc/$(pidof nodekeep)/task/*/status | grep ^voluntary"
-    script = f"a=$({count}); sleep 1.2; b=$({count}); [ \"$a\" != \"$b\" ]"
+    script = f'a=$({count}); sleep 1.2; b=$({count}); [ "$a" != "$b" ]'
     return device.exec(["sh", "-c", script]).returncode == 0
 
 

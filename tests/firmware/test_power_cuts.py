@@ -57,7 +57,15 @@ def saving():
 
 
 def restoring():
-    for name in ("hostname", "ssh_host_dsa_key", "ssh_host_rsa_key", "interfaces", "variables", "guiLevel1", "guiSystem"):
+    for name in (
+        "hostname",
+        "ssh_host_dsa_key",
+        "ssh_host_rsa_key",
+        "interfaces",
+        "variables",
+        "guiLevel1",
+        "guiSystem",
+    ):
         yield Step(f"{name} is restored", "chmod", SAVED[name], boot=2)
     yield Step("ssh_host_rsa_key is opened to be restored", "openat", SAVED["ssh_host_rsa_key"], boot=2)
 
@@ -98,7 +106,11 @@ STEPS = [
     Step("the first start unpacks the environment", "mkdir", "/var/run/bareboxenv", boot=2),
     Step("the first start erases the flash", "execve", "/usr/sbin/flash_eraseall", boot=2),
     Step(
-        "the flash is erased on the first start", "openat", "/var/run/bareboxenv/", boot=2, loses=frozenset({ENVIRONMENT})
+        "the flash is erased on the first start",
+        "openat",
+        "/var/run/bareboxenv/",
+        boot=2,
+        loses=frozenset({ENVIRONMENT}),
     ),
     Step("the public files are about to be linked", "execve", "/bin/sh", boot=2),
     Step("the public files are being linked", "execve", "/usr/bin/cp", boot=2),

@@ -70,7 +70,8 @@ def test_an_unknown_zone_changes_nothing(device, client, name):
 
 
 @pytest.mark.parametrize(
-    "name, told", [("Europe", "Europe"), ("", "re/zoneinfo"), ("Asia/../UTC", "UTC"), ("../../../etc/hostname", "tname")]
+    "name, told",
+    [("Europe", "Europe"), ("", "re/zoneinfo"), ("Asia/../UTC", "UTC"), ("../../../etc/hostname", "tname")],
 )
 def test_whatever_exists_is_taken(device, client, name, told):
     set_zone(client, name)

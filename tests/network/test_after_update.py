@@ -37,9 +37,7 @@ def test_the_address_goes_first_and_then_the_name_server(updated):
     updated.start_with(INTERFACES.format(ethernet=stanza()))
 
     assert updated.told() == [manual(), nameservers("9.9.9.9")]
-    assert (
-        'setting address: "10.1.2.3"  netmask: "255.0.0.0"  gateway: "10.0.0.1"' in updated.device.daemon_log()
-    )
+    assert 'setting address: "10.1.2.3"  netmask: "255.0.0.0"  gateway: "10.0.0.1"' in updated.device.daemon_log()
 
 
 def test_without_a_name_server_only_the_address_goes(updated):

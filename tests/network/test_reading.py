@@ -197,14 +197,21 @@ def test_what_was_written_and_not_saved_goes_when_the_state_changes(own_device, 
 
 
 def ethernet_with_routes(device):
-    device.exec(["sh", "-ec", """
+    device.exec(
+        [
+            "sh",
+            "-ec",
+            """
         ip link add eth0 type veth peer name far0
         ip link set far0 up
         ip addr add 192.168.10.7/24 dev eth0
         ip link set eth0 up
         ip route add default via 192.168.10.1
         ip route add 10.0.0.0/8 via 192.168.10.2
-    """], check=True)
+    """,
+        ],
+        check=True,
+    )
 
 
 def test_the_last_gateway_of_the_port_counts_and_each_is_logged(own_device, network):

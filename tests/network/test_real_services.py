@@ -44,9 +44,7 @@ class Connman:
         self.connection.call_blocking("net.connman", self.path, "net.connman.Service", method, "", ())
 
     def get(self, name):
-        every = self.connection.call_blocking(
-            "net.connman", self.path, "net.connman.Service", "GetProperties", "", ()
-        )
+        every = self.connection.call_blocking("net.connman", self.path, "net.connman.Service", "GetProperties", "", ())
         return every[name]
 
 

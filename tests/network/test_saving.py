@@ -248,8 +248,7 @@ def test_writes_go_on_into_the_boot_variables_in_memory(own_device, network):
     network.write(**PORT | {"gateway": "no address", "netmask": ""})
 
     variables = {
-        name: bus.call("/loader/config", "get", name)
-        for name in ("eth0.ipaddr", "eth0.netmask", "eth0.gateway", "ip")
+        name: bus.call("/loader/config", "get", name) for name in ("eth0.ipaddr", "eth0.netmask", "eth0.gateway", "ip")
     }
     assert variables == {"eth0.ipaddr": "10.1.2.3", "eth0.netmask": "", "eth0.gateway": "no address", "ip": "none"}
     assert network.settings == PORT | {"gateway": "", "netmask": ""}

@@ -58,7 +58,9 @@ class PlcDevice(simdevice.SimulatedDevice):
 
     def events(self):
         calls = ("SystemEvent.codesysFileRemoved", "SysCfgAccess.startLedEffect", "SystemEvent.firmwareUpdate")
-        return [[line["call"].partition(".")[2], *line["args"]] for line in self.platform_log() if line["call"] in calls]
+        return [
+            [line["call"].partition(".")[2], *line["args"]] for line in self.platform_log() if line["call"] in calls
+        ]
 
     def removals(self, origin, *names):
         return [["codesysFileRemoved", name, origin] for name in names]

@@ -38,7 +38,17 @@ def test_a_backup_holds_the_runtimes_files_and_its_list(device, client):
 def test_a_backup_logs_the_arguments_of_tar(device, client):
     archive = back_up(client)
 
-    names = ["recipe.txt", "Pump.app", "SysFileMap.cfg", "visu", "PlcLogic", "Pump.crc", "Fan.app", "Fan.crc", "qmz.cfg"]
+    names = [
+        "recipe.txt",
+        "Pump.app",
+        "SysFileMap.cfg",
+        "visu",
+        "PlcLogic",
+        "Pump.crc",
+        "Fan.app",
+        "Fan.crc",
+        "qmz.cfg",
+    ]
     arguments = ["-f", archive, "-C", DIRECTORY, "-cz", *names]
     assert ", ".join(f'"{argument}"' for argument in arguments) in device.daemon_log()
 

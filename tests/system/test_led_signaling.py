@@ -69,9 +69,7 @@ def body(seconds):
     return '{"id":1,"method":"%s","params":["i","%d"]}' % (method, seconds)
 
 
-@pytest.mark.parametrize(
-    ("seconds", "shown"), [(1, 1), (30, 30), (0, 10), (-5, 10), (INT_MIN, 10), (INT_MAX, INT_MAX)]
-)
+@pytest.mark.parametrize(("seconds", "shown"), [(1, 1), (30, 30), (0, 10), (-5, 10), (INT_MIN, 10), (INT_MAX, INT_MAX)])
 def test_this_device_signals_for_the_given_seconds(device, client, seconds, shown):
     before = len(effects(device))
 

@@ -137,7 +137,9 @@ def test_the_licence_is_known_by_its_exact_name(device, client, name):
 
 
 def test_all_certificates_are_deleted_and_counted(device, client):
-    shell(device, f"mkdir -p {CERTIFICATES}/directory.pdf && cd {CERTIFICATES} && touch a.pdf B.PDF -- -c.pdf d.txt pdf")
+    shell(
+        device, f"mkdir -p {CERTIFICATES}/directory.pdf && cd {CERTIFICATES} && touch a.pdf B.PDF -- -c.pdf d.txt pdf"
+    )
 
     assert client.call("/system", "deleteAllCertificates") == 3
 
