@@ -20,7 +20,7 @@ public:
 
 public Q_SLOTS:
     /** Changes a value and saves the whole boot environment to flash, each time: the service is blocked meanwhile, up
-     * to a minute. Whether saving worked is not told.
+     *  to a minute. Whether saving worked is not told.
      *  @return false when there is no store */
     bool set(const QString &name, const QString &value);
     /** The value as stored, quotes included; empty for an unknown name. */

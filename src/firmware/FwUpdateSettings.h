@@ -23,9 +23,9 @@ struct udev_device;
  *  store's own object.
  *
  *  **Firmware.** A package arrives by the web server's signal or by download, is unpacked, tested and kept as a
- * numbered directory below qmz::NodekeepGlobals::UPDATE_PATH, with a NandUpdate child of this object as its record.
- * Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash. Each stage is
- * told by the event firmwareUpdate and by the LEDs, failures by these alone.
+ *  numbered directory below qmz::NodekeepGlobals::UPDATE_PATH, with a NandUpdate child of this object as its record.
+ *  Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash. Each stage
+ *  is told by the event firmwareUpdate and by the LEDs, failures by these alone.
  *
  *  **Settings.** An update replaces the root file system. Before its reboot the device's identity and settings are
  *  copied to the data partition; the next start that finds the partition mounted copies them back, once.
@@ -116,9 +116,9 @@ public Q_SLOTS:
     bool getFactoryInit() const { return factoryInit; }
     bool getFwUpdated() const { return fwUpdated; }
 
-    /** Packs the PLC runtime's applications and files into a gzipped tar archive below /tmp, which belongs to the caller.
-     *  The runtime has to be on the bus and keeps running; a file that it names and that is missing makes the backup
-     *  fail.
+    /** Packs the PLC runtime's applications and files into a gzipped tar archive below /tmp, which belongs to the
+     *  caller. The runtime has to be on the bus and keeps running; a file that it names and that is missing makes the
+     *  backup fail.
      *  @return path of the archive; null on failure. After 30 seconds tar is ended and the archive is returned as it is
      *          then. */
     QString createCodesysTarball();

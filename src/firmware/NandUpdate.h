@@ -30,7 +30,7 @@ public Q_SLOTS:
     void startUpdate();
     /** Removes the firmware's directory and this record, which is gone from the bus and the manager's list at once.
      *  Removing can take up to 30 seconds, and the service is blocked meanwhile; it is not told if it fails. A
-     * directory that is gone already is not an error. */
+     *  directory that is gone already is not an error. */
     void deleteFw();
 
     QString version() const { return facts.version; }
@@ -41,7 +41,7 @@ public Q_SLOTS:
     QString date() const { return facts.date; }
 
     /** The record as a JSON object. Texts are not escaped and `minUpdaterVer` stands bare: a control file with quotes
-     * in its values, or without that entry, makes this no valid JSON. */
+     *  in its values, or without that entry, makes this no valid JSON. */
     QString jsonObject() const;
 
     /** The number at the end of the directory's name; -1 when it does not end in one. */

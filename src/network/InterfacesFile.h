@@ -38,7 +38,7 @@ struct EthernetSettings
 /** Reads the stanza that staticStanza() wrote.
  *
  *  Each key is searched for from the stanza's beginning to the end of the file, also in the stanzas behind it. Values
- * are normalised: one that is no address comes out empty.
+ *  are normalised: one that is no address comes out empty.
  *
  *  @return nothing when the text has no such stanza, or its address, netmask or gateway is empty */
 [[nodiscard]] std::optional<EthernetSettings> readStaticStanza(const QByteArray &interfaces);

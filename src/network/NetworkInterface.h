@@ -16,7 +16,7 @@
  *  connman's change to "ready" or "online" brings such a read.
  *
  *  When connman's state changes, the name services follow: the link-local address, the Avahi daemon, "nmbd", and the
- * host name that Avahi announces, which is always the kernel's.
+ *  host name that Avahi announces, which is always the kernel's.
  *
  *  Calls of connman and of the tool "route" block the whole service while they take. */
 class NetworkInterface : public QObject
@@ -73,11 +73,11 @@ Q_SIGNALS:
 
 public Q_SLOTS:
     /** Reads all settings anew, from connman and the kernel's routing table. Without connman the properties but
-     * `gateway` stay as they are. */
+     *  `gateway` stay as they are. */
     void getCurrentSettings();
     /** Makes the properties the device's settings: writes /etc/network/interfaces and gives connman the name server.
-     * The addresses follow 1500 ms later, so that a client on the network still gets its answer; they are the
-     * properties of that moment. A changed address is told as event. Boot variables are not saved.
+     *  The addresses follow 1500 ms later, so that a client on the network still gets its answer; they are the
+     *  properties of that moment. A changed address is told as event. Boot variables are not saved.
      *  @return false when the file can't be written; only the job "nmbd" has been stopped then. A refusal by connman is
      *          not reported. */
     bool saveChanges();

@@ -22,8 +22,8 @@ class QNetworkReply;
  *  the event deviceNameChange once the kernel has it, and the name services are restarted. Writing the name that the
  *  device already has does nothing at all.
  *
- *  The `ozt...` properties are the version record of the installed image, read once from /etc/oztversion.conf;
- *  empty when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`.
+ *  The `ozt...` properties are the version record of the installed image, read once from /etc/oztversion.conf; empty
+ *  when the file or the entry is missing. `oztgitversion` tells the same as `oztsvnversion`.
  *
  *  Certificates come by the web server's signal "fileUploaded" and are kept in
  *  qmz::NodekeepGlobals::CERTIFICATE_PATH; nobody is told whether that worked.
@@ -85,7 +85,7 @@ public Q_SLOTS:
     uint getPwDisable() const;
     /** Switches passwords off for a time, in place of what went before. Other processes see it by two bits of the
      *  shared status word. Nothing of it outlives the daemon but those bits, which stay as they are until the next
-     * call.
+     *  call.
      *  @param disableCode bits 0 to 15: the minutes, of which a day counts at most; 0 ends the period.
      *                     Bit 16: level 2, bit 17: level 3. Without a level the code is kept until the next call. */
     void setPwDisable(uint disableCode);

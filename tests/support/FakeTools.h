@@ -11,7 +11,7 @@
 #include <vector>
 
 /** Shell scripts that stand in PATH in front of the device's own tools, or in their very place, and a record of how
- * they were called.
+ *  they were called.
  *
  *  All is as before when the object goes. */
 class FakeTools

@@ -19,7 +19,7 @@ class QMZ_EXPORT GenGlobAccess
 {
 public:
     /** Attaches to the area and makes it, filled with zeros, when it does not exist yet. Called at most once in the
-     * life of a process. When the area can't be had, bytes() stays an area of this process alone. */
+     *  life of a process. When the area can't be had, bytes() stays an area of this process alone. */
     void attach();
 
     /** The first byte of the area; never null, and long enough for the status word. Before attach() it is an area of

@@ -16,16 +16,16 @@ class QMZ_EXPORT NodekeepGlobals
 public:
     /** The well-known name that the daemon takes on the system bus, and the ident of its log. */
     static const QString SERVICE_PATH_NAME;
-    /** Object path of the boot environment and of all firmware operations. It must be "/loader": clients receive
-     *  that path in the firmware records' texts. */
+    /** Object path of the boot environment and of all firmware operations. It must be "/loader": clients receive that
+     *  path in the firmware records' texts. */
     static const QString LOADER_PATH;
     /** Name, without a directory, of the device variable file in "/etc/"; on the bus it is below "/system". A valid
      *  element of an object path. */
     static const QString VARIABLES;
     /** Object name, below "/system", of the constants. A valid element of an object path. */
     static const QString CONSTANTS;
-    /** Directory, without a final slash, that receives firmware packages. It must be "/srv/fwupdate", on
-     *  the data partition: what the daemon carries over an update relies on that place. */
+    /** Directory, without a final slash, that receives firmware packages. It must be "/srv/fwupdate", on the data
+     *  partition: what the daemon carries over an update relies on that place. */
     static const QString UPDATE_PATH;
     /** Name of the directory that a firmware package is unpacked into. */
     static const QString FW_DIRNAME;
