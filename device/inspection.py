@@ -148,7 +148,7 @@ class Inspection:
         return self.json_lines("/var/log/upstart-jobs.jsonl")
 
     def tool_log(self, *tools):
-        """The calls that stand-ins for system tools got, all or those of the named ones: name and arguments as a list."""
+        """The calls that stand-ins for system tools got, all or of the named ones: name and arguments as a list."""
         calls = [[entry["tool"], *entry["args"]] for entry in self.json_lines("/var/log/device-tools.jsonl")]
         return [call for call in calls if not tools or call[0] in tools]
 

@@ -141,7 +141,6 @@ def test_random_calls_are_all_answered(client):
         "s": lambda: "".join(chr(source.randrange(1, source.choice((128, 0xD800)))) for _ in range(9)),
         "b": lambda: source.random() < 0.5,
         "i": lambda: source.randrange(-(2**31), 2**31),
-        "t": lambda: source.randrange(2**64),
         "u": lambda: source.randrange(2**32),
         "t": lambda: source.randrange(2**64),
         "v": lambda: source.choice(variants),

@@ -67,10 +67,23 @@ def test_an_error_of_the_bus_is_told(device):
 
 @pytest.mark.parametrize(
     "text",
-    [b"", b"no json", b"[]", b"1", b"{}", b'{"method":"a"}', b'{"method":"a|b|c"}', b'{"method":"a|/|b.c","params":["i"]}',
-     b'{"method":"a.b|/|b.c","params":["i","x"]}', b'{"method":"a.b|/|b.c","params":["!","x"]}', b"\xff\xfe", b"[" * 100_000,
-     b'{"method":"a.b|/|b.c","params":["y","300"]}', b'{"method":"a.b|/|b.c","params":5}'],
-)  # fmt: skip
+    [
+        b"",
+        b"\xff\xfe",
+        b"no json",
+        b"[]",
+        b"[" * 100_000,
+        b"1",
+        b"{}",
+        b'{"method":"a"}',
+        b'{"method":"a|b|c"}',
+        b'{"method":"a|/|b.c","params":["i"]}',
+        b'{"method":"a.b|/|b.c","params":["i","x"]}',
+        b'{"method":"a.b|/|b.c","params":["!","x"]}',
+        b'{"method":"a.b|/|b.c","params":["y","300"]}',
+        b'{"method":"a.b|/|b.c","params":5}',
+    ],
+)
 def test_what_is_no_call_is_an_error(device, text):
     status, answer = web.request(device, "POST", body=text)
 

@@ -1,4 +1,4 @@
-"""A device with a life of its own, to be taken through an update: everything that its owner has set, and a look at it."""
+"""A device with a life of its own, to be taken through an update: all that its owner has set, and a look at it."""
 
 import json
 import typing

@@ -1,7 +1,7 @@
 """The power fails on the way through an update: the device comes up, and its settings are there.
 
-Each step is one point of the road from the start of the update to the second reboot. Where the way in which an update is
-made accepts a loss, the step names it; nothing else may be lost there, and nothing at any other step.
+Each step is one point of the road from the start of the update to the second reboot. Where the way in which an update
+is made accepts a loss, the step names it; nothing else may be lost there, and nothing at any other step.
 """
 
 import json
@@ -130,7 +130,7 @@ def test_there_are_fifty_points_and_more():
 
 @pytest.fixture(scope="session")
 def settled_state(make_package, tmp_path_factory, stage):
-    """The state of a device that has settings of its own and a firmware to be installed, and what an owner sees of it."""
+    """The state of a device with settings of its own and a firmware to be installed, and what an owner sees of it."""
     directory = tmp_path_factory.mktemp("settled") / "state"
     device = RoadDevice(directory, stage)
     device.start(network=True)

@@ -1,4 +1,4 @@
-"""Services on a device's bus that a test steers: python-dbusmock templates, and one that answers whatever it is told."""
+"""Services on a device's bus that a test steers: python-dbusmock templates, and one that answers what it is told."""
 
 import contextlib
 import functools
@@ -124,8 +124,8 @@ SILENCE = object()
 
 
 class ScriptedService:
-    """Owns a name and answers every call of a method as `answers` tells: (signature, argument...), the name of an error,
-    or SILENCE. A method that is not there gets an error."""
+    """Owns a name and answers every call of a method as `answers` tells: (signature, argument...), the name of an
+    error, or SILENCE. A method that is not there gets an error."""
 
     def __init__(self, device, name, **answers):
         self.name = name
