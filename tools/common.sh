@@ -1,4 +1,6 @@
 # What ./run, ./test and bench/run share: sourced by bash from the project's root.
+# shellcheck shell=bash
+# shellcheck disable=SC2034 # the colours are for those who source this
 
 packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
@@ -66,13 +68,14 @@ unpack_device_packages() {
             apt-get download -q "${device_packages[@]}" >/dev/null
         }
     ) || die "Packages can't be fetched: check the network and /etc/apt/sources.list, then try again."
-    for archive in $root/archives/*.deb; do
+    for archive in "$root"/archives/*.deb; do
         dpkg-deb -x "$archive" $root
     done
     # Of "/etc" the services read their own directories; units and bus activation are for the machine's service manager.
     mv $root/etc $root/archives/etc
     mkdir $root/etc
     mv $root/archives/etc/{avahi,connman,ntpsec} $root/etc/
+    # shellcheck disable=SC2115 # set above, and never empty
     rm -rf $root/archives $root/lib $root/usr/share/dbus-1/system-services $root/usr/share/doc
     echo "${device_packages[*]}" >$root.list
 }
