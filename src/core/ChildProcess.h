@@ -8,6 +8,9 @@ class QProcess;
 /** How long a tool is waited for where nothing else is said. */
 inline constexpr int toolTimeoutMs = 30000;
 
+/** For a tool that is waited for however long it takes. */
+inline constexpr int noLimitMs = -1;
+
 /** Runs a tool and blocks until it has ended or the time is up.
  *
  *  The caller owns the process object and thereby decides what becomes of a tool that overruns: it goes on until the
@@ -15,6 +18,6 @@ inline constexpr int toolTimeoutMs = 30000;
  *
  *  @param process   not running; keeps exit status and output for the caller
  *  @param program   a path, or a name to be found through PATH
- *  @param timeoutMs in milliseconds; -1 waits without limit
+ *  @param timeoutMs in milliseconds; noLimitMs waits until the tool has ended
  *  @return whether the tool was started and has ended. Its exit status is not looked at. */
 bool runTool(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs = toolTimeoutMs);

@@ -29,7 +29,6 @@ const QString store = u"/srv/nodekeep/"_s;
 const QString marker = u"update"_s; // in the boot environment and, until the settings are restored, in the store
 
 constexpr qint64 blockSize = 4096;
-constexpr int noLimitMs = -1;
 constexpr int never = 0;
 
 // What Qt says of this process, which is root and may do all; it is no property of a file.

@@ -27,7 +27,6 @@ using qmz::SystemEvent;
 namespace {
 
 const QString downloadedFile = u"/tmp/fwupdate"_s;
-constexpr int noLimitMs = -1;
 
 // What a shell tells of a command that can't be started.
 constexpr int notStarted = 127;

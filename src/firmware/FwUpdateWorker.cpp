@@ -37,7 +37,7 @@ void FwUpdateWorker::doWork()
     for (const QString &name : names) {
         if (name == qmz::NodekeepGlobals::FW_DIRNAME) {
             QProcess remove;
-            runTool(remove, u"rm"_s, {u"-rf"_s, firmwares.absoluteFilePath(name)}, -1);
+            runTool(remove, u"rm"_s, {u"-rf"_s, firmwares.absoluteFilePath(name)}, noLimitMs);
         } else if (name != u"."_s && name != u".."_s) {
             examine(firmwares, name);
         }

@@ -41,7 +41,7 @@ qint32 presentOffset()
 QString toolOutput(const QString &program, const QStringList &arguments)
 {
     QProcess process;
-    runTool(process, program, arguments, -1);
+    runTool(process, program, arguments, noLimitMs);
     return QString::fromLocal8Bit(upToNul(process.readAllStandardOutput()));
 }
 

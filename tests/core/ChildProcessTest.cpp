@@ -129,7 +129,7 @@ TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
 {
     tools.add(u"tool"_s, "sleep 0.3\nexit 5\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}, -1));
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}, noLimitMs));
 
     EXPECT_EQ(process.exitCode(), 5);
 }
