@@ -8,9 +8,8 @@
 #include <QDateTime>
 #include <QProcess>
 
+#include <ctime>
 #include <optional>
-
-#include <time.h>
 
 using namespace Qt::StringLiterals;
 
