@@ -1,13 +1,11 @@
 #include "system/System.h"
 
 #include <QDBusConnection>
-#include <QFileSystemWatcher>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 const QString settingsPath = u"/etc/"_s;
-const QString kernelHostnamePath = u"/proc/sys/kernel/hostname"_s;
 } // namespace
 
 System::System(QObject *parent)
@@ -25,8 +23,7 @@ System::System(QObject *parent)
                        QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
                            QDBusConnection::ExportChildObjects);
 
-    watcher = new QFileSystemWatcher({kernelHostnamePath}, this);
-    connect(watcher, &QFileSystemWatcher::fileChanged, this, &System::hostnameChanged);
+    watchKernelHostname();
 
     // The signature is part of the match: Qt ends the process over a signal whose arguments don't fit the slot.
     if (!bus.connect(QString(), u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s, this,

@@ -106,6 +106,7 @@ protected Q_SLOTS:
 private:
     void readInitialHostname();
     bool readKernelHostname();
+    void watchKernelHostname();
 
     static void registerPwDisable();
     void showPwDisable() const;

@@ -7,6 +7,7 @@
 #include <qmz/SystemEvent.h>
 #include <qmz/Upstart.h>
 
+#include <QFileSystemWatcher>
 #include <QRegularExpression>
 
 #include <unistd.h>
@@ -45,6 +46,12 @@ bool System::readKernelHostname()
     if (name)
         hostname = *name;
     return name.has_value();
+}
+
+void System::watchKernelHostname()
+{
+    watcher = new QFileSystemWatcher({kernelHostnamePath}, this);
+    connect(watcher, &QFileSystemWatcher::fileChanged, this, &System::hostnameChanged);
 }
 
 QString System::getHostname()
