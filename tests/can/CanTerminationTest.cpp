@@ -7,9 +7,9 @@
 #include <QFile>
 
 #include <array>
+#include <cstdlib>
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>

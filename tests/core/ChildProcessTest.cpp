@@ -14,7 +14,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-#include <signal.h>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 

@@ -26,7 +26,7 @@ protected:
         tools.add(u"rm"_s, "exec /bin/rm \"$@\"\n");
         tools.add(u"flash_eraseall"_s, "/bin/rm -rf " + flash() + "/*\n");
         tools.add(u"bareboxenv"_s,
-                  "case $1 in -l) cp " + flash() + "/* \"$2\";; -s) cp \"$2\"* " + flash() + ";; esac\n");
+                  "case $1 in -l) cp " + flash() + R"(/* "$2";; -s) cp "$2"* )" + flash() + ";; esac\n");
     }
 
     QByteArray flash() const { return QFile::encodeName(flashDirectory.path()); }

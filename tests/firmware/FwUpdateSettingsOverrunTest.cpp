@@ -9,7 +9,7 @@
 
 #include <QElapsedTimer>
 
-#include <signal.h>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 

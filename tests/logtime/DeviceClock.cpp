@@ -4,10 +4,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 
 #include <sys/syscall.h>
 #include <sys/time.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace {

@@ -1,8 +1,7 @@
 #pragma once
 
+#include <ctime>
 #include <optional>
-
-#include <time.h>
 
 /** The kernel's clock as the program sees it while one of these lives: it stands still at `now`, and is set by those
  *  who set the clock. Include it in one source of a test: the program's own functions then take the place of the

@@ -4,9 +4,8 @@
 
 #include <QDateTime>
 
+#include <ctime>
 #include <limits>
-
-#include <time.h>
 
 namespace {
 

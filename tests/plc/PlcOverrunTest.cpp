@@ -4,7 +4,7 @@
 
 #include <QElapsedTimer>
 
-#include <signal.h>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
