@@ -27,6 +27,17 @@ bool isValidHostname(const QString &name)
     return pattern.match(name).hasMatch();
 }
 
+bool storeHostname(const QByteArray &line)
+{
+    QFile file;
+    if (!openRegularFile(file, storedHostnamePath, QIODevice::WriteOnly))
+        return false;
+    const bool isComplete = file.write(line) == line.size() && file.flush();
+    file.close();
+    ::sync(); // of a line that fell short too: the file was truncated in any case
+    return isComplete;
+}
+
 } // namespace
 
 void System::readInitialHostname()
@@ -70,9 +81,7 @@ void System::setHostname(const QString &name)
 
     hostname = name;
     const QByteArray line = name.toLocal8Bit() + '\n';
-    if (writeRegularFile(storedHostnamePath, line))
-        ::sync();
-    else
+    if (!storeHostname(line))
         qWarning("%s: can't be written, ignoring", qUtf8Printable(storedHostnamePath));
     if (!writeRegularFile(kernelHostnamePath, line))
         qWarning("%s: can't be written, ignoring", qUtf8Printable(kernelHostnamePath));

@@ -5,6 +5,7 @@
 #include "support/BusClient.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
 #include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
@@ -15,21 +16,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <atomic>
-
 using namespace Qt::StringLiterals;
-
-namespace {
-
-std::atomic<int> syncs = 0;
-
-} // namespace
-
-/** In place of the C library's: the tests look at when it comes, not at disks. */
-extern "C" void sync()
-{
-    ++syncs;
-}
 
 namespace {
 
@@ -205,12 +192,12 @@ TEST_F(LogConfigRestartTest, InitSystemFindsTheFileTruncatedAndNotYetWritten)
 {
     writeFile(filePath, otherSettings);
     QByteArray seen = "nothing";
-    int syncedBefore = 0;
-    syncs = 0;
+    const int syncsBefore = syncsSoFar();
+    int syncsThen = 0;
     {
         const FakeService init(initName, jobsPath, [&](const QDBusMessage &call) {
             seen = readFile(filePath);
-            syncedBefore = syncs;
+            syncsThen = syncsSoFar();
             return call.createReply();
         });
 
@@ -218,8 +205,8 @@ TEST_F(LogConfigRestartTest, InitSystemFindsTheFileTruncatedAndNotYetWritten)
     }
 
     EXPECT_EQ(seen, "");
-    EXPECT_EQ(syncedBefore, 1);
-    EXPECT_EQ(syncs, 1);
+    EXPECT_EQ(syncsThen, syncsBefore + 1);
+    EXPECT_EQ(syncsSoFar(), syncsBefore + 1);
     EXPECT_EQ(readFile(filePath), heading + "SIZE=\"-s 7\"\nLOCAL=-L\n");
 }
 

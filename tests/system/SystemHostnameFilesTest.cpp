@@ -5,6 +5,7 @@
 #include "support/BindMount.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
 
 #include <gmock/gmock.h>
 
@@ -89,6 +90,46 @@ TEST_F(SystemHostnameFilesTest, StoredFileIsMadeWhereItIsMissing)
     system->setHostname(u"node-2"_s);
 
     EXPECT_EQ(readFile(storedPath), "node-2\n");
+}
+
+TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedOnce)
+{
+    const int before = syncsSoFar();
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(syncsSoFar(), before + 1);
+}
+
+TEST_F(SystemHostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
+{
+    const QString disk = directory.filePath(u"disk"_s);
+    ASSERT_TRUE(QDir().mkdir(disk));
+    ASSERT_EQ(::mount("small", qPrintable(disk), "tmpfs", 0, "size=4k"), 0);
+    writeFile(disk + u"/all"_s, QByteArray(4096, 'x'));
+    writeFile(disk + u"/hostname"_s, {});
+    const int before = syncsSoFar();
+    {
+        const BindMount full(disk + u"/hostname"_s, storedPath);
+
+        system->setHostname(u"node-2"_s);
+
+        EXPECT_EQ(readFile(storedPath), "");
+    }
+    EXPECT_EQ(syncsSoFar(), before + 1);
+    EXPECT_EQ(readFile(kernelPath), "node-2\n");
+    EXPECT_EQ(::umount(qPrintable(disk)), 0);
+}
+
+TEST_F(SystemHostnameFilesTest, NameThatCannotBeStoredIsNotSynced)
+{
+    const BindMount readOnly(storedPath, storedPath, MS_RDONLY);
+    const int before = syncsSoFar();
+
+    system->setHostname(u"node-2"_s);
+
+    EXPECT_EQ(syncsSoFar(), before);
+    EXPECT_EQ(readFile(kernelPath), "node-2\n");
 }
 
 TEST_F(SystemHostnameFilesTest, NameIsStoredThoughTheKernelFileCannotBeWritten)
