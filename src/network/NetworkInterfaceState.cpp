@@ -19,8 +19,10 @@ void NetworkInterface::checkConnman()
 
     getCurrentSettings();
     oldDhcp = dhcp;
-    if (!dhcp)
+    if (!dhcp) {
+        const Upstart jobs; // a platform may set itself up in it
         Upstart::start(u"avahi_2dautoip"_s, false);
+    }
     Q_EMIT connmanStarted(true);
 }
 

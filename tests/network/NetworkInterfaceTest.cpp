@@ -195,6 +195,26 @@ TEST_F(NetworkInterfaceTest, StartUpIsSignalledOnlyWithConnman)
     EXPECT_EQ(started, (QList<QVariantList>{{true}}));
 }
 
+TEST_F(NetworkInterfaceTest, StartUpWithFixedAddressesMakesAnUpstartBeforeItStartsTheJob)
+{
+    const Connman connman;
+    ASSERT_EQ(network.setConnmanManual(false, u"10.1.2.3"_s, u"255.0.0.0"_s, u"10.0.0.1"_s), QString());
+
+    network.checkConnman();
+
+    EXPECT_EQ(platformCallTexts(),
+              (QStringList{u"Upstart.Upstart()"_s, u"Upstart.start(\"avahi_2dautoip\", false)"_s}));
+}
+
+TEST_F(NetworkInterfaceTest, StartUpWithDhcpTouchesNoJob)
+{
+    const Connman connman;
+
+    network.checkConnman();
+
+    EXPECT_EQ(platformCallTexts(), QStringList());
+}
+
 TEST_F(NetworkInterfaceTest, EachSaveIsAppliedAndSignalledOnce)
 {
     QSignalSpy saved(&network, &NetworkInterface::saveSettings);

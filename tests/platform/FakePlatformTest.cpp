@@ -35,6 +35,7 @@ TEST_F(FakePlatformTest, RemembersEveryCallInOrder)
     qmz::globAcc.attach();
     SysCfgAccess::getInstance()->startLedEffect(10, 6);
     OdAccess::getInstance()->odRegisterObjectSync(1, 2, 3, 4, u"s"_s, u"/p"_s, u"g"_s, u"t"_s, u"l"_s, 5);
+    const Upstart jobs;
     Upstart::start(u"ntp"_s, false);
     Upstart::stop(u"ntp"_s, true);
     Upstart::restartNameservices();
@@ -50,6 +51,7 @@ TEST_F(FakePlatformTest, RemembersEveryCallInOrder)
                   u"GenGlobAccess.attach()"_s,
                   u"SysCfgAccess.startLedEffect(10, 6)"_s,
                   u"OdAccess.odRegisterObjectSync(1, 2, 3, 4, \"s\", \"/p\", \"g\", \"t\", \"l\", 5)"_s,
+                  u"Upstart.Upstart()"_s,
                   u"Upstart.start(\"ntp\", false)"_s,
                   u"Upstart.stop(\"ntp\", true)"_s,
                   u"Upstart.restartNameservices()"_s,

@@ -166,6 +166,16 @@ TEST_F(UpstartTest, RecordsEachOperationOnce)
                                           u"Upstart.restartNameservices[]"_s}));
 }
 
+TEST_F(UpstartTest, ObjectOfItNeitherCallsNorRecords)
+{
+    const Upstart jobs;
+    init.mayAnswer.release(1);
+    Upstart::start(u"ntp"_s, true);
+
+    EXPECT_EQ(init.calls().size(), 1) << qPrintable(init.calls().join(u'\n'));
+    EXPECT_EQ(loggedCalls(), QStringList{u"Upstart.start[\"ntp\",true]"_s});
+}
+
 TEST_F(UpstartTest, SendsNothingForANameThatNoObjectPathCanHold)
 {
     Upstart::start(u"no such-job/"_s, false);

@@ -37,6 +37,8 @@ void stopJob(const QString &job, bool wait)
 
 } // namespace
 
+Upstart::Upstart() = default;
+
 void Upstart::start(const QString &job, bool wait)
 {
     recordCall("Upstart.start", {job, wait});

@@ -145,6 +145,11 @@ void SysCfgAccess::startLedEffect(int durationSeconds, int effect)
     recordCall("SysCfgAccess.startLedEffect", {durationSeconds, effect});
 }
 
+Upstart::Upstart()
+{
+    recordCall("Upstart.Upstart");
+}
+
 void Upstart::start(const QString &job, bool wait)
 {
     recordCall("Upstart.start", {job, wait});

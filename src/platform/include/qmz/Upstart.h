@@ -6,12 +6,15 @@
 
 /** The jobs of the init system.
  *
+ *  The operations need no object. One is made all the same ahead of the job that may start with the daemon: a platform
+ *  that has to set something up can do so in the constructor.
+ *
  *  A job is named as in the init system's object paths, with "_2d" for a hyphen: "avahi_2ddaemon". Nothing is reported
  *  when a job does not exist or the init system does not answer. */
 class QMZ_EXPORT Upstart
 {
 public:
-    Upstart() = default;
+    Upstart();
 
     /** Starts a job.
      *  @param wait false: returns at once; true: returns when the job runs, or after some time if it never does */
