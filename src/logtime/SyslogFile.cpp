@@ -1,5 +1,6 @@
 #include "logtime/SyslogFile.h"
 
+#include "core/AsciiText.h"
 #include "core/RegularFile.h"
 
 namespace {
@@ -15,16 +16,6 @@ QByteArray optionArgument(const QByteArray &option)
     QByteArray argument = option.mid(blank < 0 ? 0 : blank).trimmed();
     argument.chop(1);
     return argument;
-}
-
-QByteArray toAscii(const QString &text)
-{
-    QByteArray bytes = text.toLatin1();
-    for (char &byte : bytes) {
-        if (static_cast<unsigned char>(byte) > 0x7f)
-            byte = '?';
-    }
-    return bytes;
 }
 
 } // namespace

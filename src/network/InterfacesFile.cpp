@@ -1,5 +1,6 @@
 #include "network/InterfacesFile.h"
 
+#include "core/AsciiText.h"
 #include "core/RegularFile.h"
 #include "network/AddressText.h"
 
@@ -13,7 +14,7 @@ constexpr QByteArrayView nameserverKey = "#nameserver";
 
 QByteArray line(QByteArrayView key, const QString &value)
 {
-    return "   " + key.toByteArray() + ' ' + value.toLatin1() + '\n';
+    return "   " + key.toByteArray() + ' ' + toAscii(value) + '\n';
 }
 
 /** The address behind a key and one blank, up to the end of the line. `position` may be that of a key that was not

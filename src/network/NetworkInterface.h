@@ -84,11 +84,11 @@ public Q_SLOTS:
     /** What connman tells of any of its services. Only the property "State" counts.
      *  @param map the property's value */
     void connmanServicePropertyChanged(const QString &name, const QDBusVariant &map);
-    /** The kernel's host name, "qmz" when it can't be read. */
+    /** The kernel's host name with "?" for each character beyond ASCII; "qmz" when it can't be read. */
     QString getHostname() const;
 
 protected Q_SLOTS:
-    /** Tells Avahi the kernel's host name. */
+    /** Tells Avahi what getHostname answers. */
     void hostnameChanged();
 
 protected:

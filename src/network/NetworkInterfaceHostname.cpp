@@ -2,6 +2,7 @@
 
 #include "network/NetworkInterface.h"
 
+#include "core/AsciiText.h"
 #include "core/RegularFile.h"
 
 #include <QDBusConnection>
@@ -21,7 +22,8 @@ QDBusMessage avahiCall(const QString &method)
 
 QString NetworkInterface::getHostname() const
 {
-    return readValueFile(u"/proc/sys/kernel/hostname"_s).value_or(u"qmz"_s);
+    const QString name = readValueFile(u"/proc/sys/kernel/hostname"_s).value_or(u"qmz"_s);
+    return QString::fromLatin1(toAscii(name));
 }
 
 QString NetworkInterface::hostname() const

@@ -52,6 +52,12 @@ TEST(InterfacesFileTest, EmptyValuesLeaveABlankBehindTheirKeys)
     EXPECT_EQ(staticStanza({}), "iface eth0 inet static\n   address \n   netmask \n   gateway \n   #nameserver \n");
 }
 
+TEST(InterfacesFileTest, CharactersBeyondAsciiAreWrittenAsQuestionMarks)
+{
+    EXPECT_EQ(staticStanza({{}, {}, {}, u"b\u00fcro\u20ac.example"_s}),
+              "iface eth0 inet static\n   address \n   netmask \n   gateway \n   #nameserver b?ro?.example\n");
+}
+
 struct RoundTrip
 {
     const char *title;

@@ -17,6 +17,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 using testing::Contains;
 
@@ -282,6 +284,14 @@ TEST_F(NetworkInterfaceTest, HostNameHasAShortCut)
 {
     EXPECT_EQ(network.hostname(), network.getHostname());
     EXPECT_FALSE(network.hostname().isEmpty());
+}
+
+TEST_F(NetworkInterfaceTest, HostNameIsAscii)
+{
+    const QByteArray name = "m\xc3\xbchle-\xe2\x82\xac\xff";
+    ASSERT_EQ(::sethostname(name.constData(), static_cast<size_t>(name.size())), 0);
+
+    EXPECT_EQ(network.getHostname(), u"m?hle-??"_s);
 }
 
 TEST_F(NetworkInterfaceTest, WithoutAnUpdateManagerThereIsNoHardwareAddress)

@@ -222,6 +222,13 @@ def test_a_name_that_is_written_again_is_told_again(own_device):
             own_device.wait_for(lambda: quiet(own_device, avahi.host_names), what="the notices to be over")
 
 
+def test_avahi_is_told_a_name_in_ascii(own_device):
+    with AvahiMock(own_device) as avahi:
+        own_device.write("/proc/sys/kernel/hostname", "mühle-€")
+
+        own_device.wait_for(lambda: avahi.host_names()[-1:] == ["m?hle-?"], what="the call")
+
+
 def test_two_changes_are_told_in_order(own_device):
     with AvahiMock(own_device) as avahi:
         for name in ("mill-7", "press-9"):
