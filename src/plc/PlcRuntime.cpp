@@ -43,6 +43,8 @@ std::optional<PlcState> askPlcRuntime()
     QVariant version = askedFor(u"version"_s);
     if (version.typeId() == qMetaTypeId<QDBusVariant>())
         version = version.value<QDBusVariant>().variant();
+    if (version.typeId() == QMetaType::UChar)
+        version = version.toUInt(); // as text a byte would be a character
 
     if (applications.typeId() != QMetaType::QStringList || !isSimple(version))
         return std::nullopt;

@@ -61,6 +61,8 @@ struct Version
     QVariant sent;
     int number;
     QString text;
+
+    friend void PrintTo(const Version &row, std::ostream *out) { *out << row.name; }
 };
 
 class PlcVersionTest : public testing::TestWithParam<Version>
@@ -82,7 +84,8 @@ INSTANTIATE_TEST_SUITE_P(Types, PlcVersionTest,
                          testing::Values(Version{"Int", 35, 35, u"35"_s}, Version{"Negative", -1, -1, u"-1"_s},
                                          Version{"Unsigned", 35U, 35, u"35"_s},
                                          Version{"Long", qint64(35), 35, u"35"_s},
-
+                                         Version{"Byte", QVariant::fromValue(uchar(35)), 35, u"35"_s},
+                                         Version{"HighByte", QVariant::fromValue(uchar(200)), 200, u"200"_s},
                                          Version{"Double", 3.5, 4, u"3.5"_s}, Version{"Truth", true, 1, u"true"_s},
                                          Version{"NumberAsText", u"35"_s, 35, u"35"_s},
                                          Version{"TextThatIsNoNumber", u"3.5.14.10"_s, 0, u"3.5.14.10"_s},
@@ -95,6 +98,8 @@ struct Lie
     const char *name;
     QString method;
     QVariantList answer;
+
+    friend void PrintTo(const Lie &row, std::ostream *out) { *out << row.name; }
 };
 
 class LyingPlcRuntimeTest : public testing::TestWithParam<Lie>
@@ -117,9 +122,8 @@ INSTANTIATE_TEST_SUITE_P(
         Lie{"ApplicationsAsVariants", apps, {QVariantList{u"One"_s}}},
         Lie{"ApplicationsAsBytes", apps, {QByteArray("One")}},
         Lie{"ApplicationsWrapped", apps, {QVariant::fromValue(QDBusVariant(QStringList{u"One"_s}))}},
-        Lie{"NoVersion", version, {}}, Lie{"VersionAsByte", version, {QVariant::fromValue(uchar(35))}},
-        Lie{"VersionAsList", version, {QStringList{u"35"_s}}}, Lie{"VersionAsMap", version, {QVariantMap{{u"a"_s, 1}}}},
-        Lie{"VersionAsBytes", version, {QByteArray("35")}},
+        Lie{"NoVersion", version, {}}, Lie{"VersionAsList", version, {QStringList{u"35"_s}}},
+        Lie{"VersionAsMap", version, {QVariantMap{{u"a"_s, 1}}}}, Lie{"VersionAsBytes", version, {QByteArray("35")}},
         Lie{"VersionAsPath", version, {QVariant::fromValue(QDBusObjectPath(u"/35"_s))}},
         Lie{"VersionWrappedTwice", version, {QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(35))))}},
         Lie{"VersionWrapsAList", version, {QVariant::fromValue(QDBusVariant(QStringList{u"35"_s}))}}),

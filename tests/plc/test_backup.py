@@ -78,7 +78,13 @@ def test_two_backups_in_a_row_have_different_names(device, client):
 
 @pytest.mark.parametrize(
     ("line", "written"),
-    [(("i", 35), "35"), (("s", "3.5.14.10"), "3.5.14.10"), (("u", 4000000000), "4000000000"), (("s", ""), "")],
+    [
+        (("i", 35), "35"),
+        (("s", "3.5.14.10"), "3.5.14.10"),
+        (("u", 4000000000), "4000000000"),
+        (("s", ""), ""),
+        (("y", 35), "35"),
+    ],
 )
 def test_the_version_is_written_as_the_runtime_tells_it(device, client, line, written):
     device.let_runtime_answer("version", *line)
