@@ -3,6 +3,7 @@
 #include "NtpFixture.h"
 
 #include "FakeService.h"
+#include "support/BusClient.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
 
@@ -37,6 +38,7 @@ protected:
     {
         QDBusMessage signal = QDBusMessage::createSignal(path, interface, name);
         signal.setArguments(arguments);
+        letBusCatchUp();
         EXPECT_TRUE(reporter.send(signal));
     }
 

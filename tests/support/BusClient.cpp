@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QDBusConnectionInterface>
 #include <QDBusPendingCall>
 #include <QDBusReply>
 #include <QDBusVariant>
@@ -42,6 +43,11 @@ QString readProperty(const QXmlStreamReader &xml)
 }
 
 } // namespace
+
+void letBusCatchUp(const QDBusConnection &connection)
+{
+    EXPECT_TRUE(connection.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
+}
 
 BusClient::BusClient() : connection(QDBusConnection::connectToBus(QDBusConnection::SystemBus, connectionName))
 {

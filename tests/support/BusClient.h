@@ -5,6 +5,10 @@
 #include <QString>
 #include <QVariant>
 
+/** Returns when the bus has taken up all that a connection has sent it. A subscription is sent and not waited for, so a
+ *  signal that another connection sends right behind it can be there first. */
+void letBusCatchUp(const QDBusConnection &connection = QDBusConnection::systemBus());
+
 /** Another program on the system bus, as far as the bus can tell: it has a connection of its own, and calls the
  *  objects that the test registered on the default one. The event loop runs while it waits for an answer. */
 class BusClient

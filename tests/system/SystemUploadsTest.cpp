@@ -220,6 +220,7 @@ TEST_F(SystemUploadsTest, HearsEverySendersSignal)
     writeFile(temporary, "signalled");
     QDBusMessage signal = QDBusMessage::createSignal(u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s);
     signal << temporary << u"a.pdf"_s;
+    letBusCatchUp();
 
     ASSERT_TRUE(sender.send(signal));
 
@@ -232,6 +233,7 @@ TEST_F(SystemUploadsTest, IgnoresSignalsWithOtherArguments)
 {
     QDBusConnection sender = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"sender"_s);
     writeFile(temporary, "kept");
+    letBusCatchUp();
     const QList<QVariantList> others{{},
                                      {temporary},
                                      {temporary, 1},
