@@ -202,6 +202,8 @@ struct Value
     const char *name;
     QVariant value;
     QString server;
+
+    friend void PrintTo(const Value &row, std::ostream *out) { *out << row.name; }
 };
 
 class NtpConfigValueTest : public NtpConfigConnmanTest, public testing::WithParamInterface<Value>
