@@ -18,6 +18,30 @@ namespace {
 
 const QString firmwares = u"/srv/fwupdate/"_s;
 
+/** Another program on the bus that takes note of the signals it gets. */
+class Listener : public QObject
+{
+    Q_OBJECT
+
+public:
+    ~Listener() override { QDBusConnection::disconnectFromBus(u"listener"_s); }
+
+    /** Whoever sends it, from wherever. */
+    void listenTo(const QString &interface, const QString &name)
+    {
+        EXPECT_TRUE(connection.connect(QString(), QString(), interface, name, this, SLOT(hear(QDBusMessage))));
+        letBusCatchUp(connection);
+    }
+
+    QStringList heard;
+
+public Q_SLOTS:
+    void hear(const QDBusMessage &signal) { heard.append(signal.path() + u' ' + signal.member()); }
+
+private:
+    QDBusConnection connection = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"listener"_s);
+};
+
 class NandUpdateTest : public BootEnvTest
 {
 protected:
@@ -74,6 +98,22 @@ TEST_F(NandUpdateTest, StartUpdateTellsItsName)
     EXPECT_EQ(started, (QList<QVariantList>{{u"fwupdate3"_s}}));
 }
 
+TEST_F(NandUpdateTest, BusHearsOfAScanButOfNoStart)
+{
+    Listener listener;
+    listener.listenTo(u"local.NandUpdate"_s, u"start"_s);
+    listener.listenTo(u"local.FwUpdateSettings"_s, u"scan"_s);
+    NandUpdate *const record = add(u"fwupdate0"_s);
+    QSignalSpy started(record, &NandUpdate::start);
+
+    record->startUpdate(); // leads nowhere, as there is no such directory
+    Q_EMIT manager->scan();
+    ASSERT_TRUE(waitUntil([&] { return !listener.heard.isEmpty(); }));
+
+    EXPECT_EQ(started.count(), 1);
+    EXPECT_EQ(listener.heard, QStringList{u"/loader scan"_s});
+}
+
 TEST_F(NandUpdateTest, OffersItsMembersInOrder)
 {
     add(u"fwupdate0"_s);
@@ -127,3 +167,5 @@ TEST_F(NandUpdateTest, AnyOrderOfDeletionsLeavesNothingBehind)
 }
 
 } // namespace
+
+#include "NandUpdateTest.moc"

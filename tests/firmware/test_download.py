@@ -87,6 +87,16 @@ def test_the_default_address_is_the_makers_build_server(device: FirmwareDevice):
     ]
 
 
+def test_a_wget_that_is_missing_is_one_that_fails(device: FirmwareDevice):
+    device.write("/tmp/fwupdate", "half")
+    device.start_without("wget")
+
+    download(device, "good")
+
+    device.wait_told([BEGIN, END, *FAILED])
+    assert not device.exists("/tmp/fwupdate")
+
+
 @pytest.mark.parametrize("script", ["exit 8", "kill -9 $$", "kill -15 $$", "yes | head -c 3000000; exit 1"])
 def test_a_wget_that_fails_in_any_way(device: FirmwareDevice, script):
     device.shadow("wget", f"echo half >/tmp/fwupdate; {script}")
