@@ -30,6 +30,14 @@ protected:
         return readFile(envFile(u"config"_s));
     }
 
+    /** The lines about stores so far, in order. Those of the scan, which runs beside the test, stand between them. */
+    QStringList complaints() const
+    {
+        QStringList texts = messages.texts();
+        texts.removeIf([](const QString &text) { return text != noStoreError && text != mainStoreError; });
+        return texts;
+    }
+
     Messages messages;
 };
 
@@ -61,11 +69,11 @@ TEST_F(FwUpdateSettingsVariablesTest, WithoutASelectionNothingIsSetUntilTheNextO
     manager->lookupConfig(u"unknown"_s);
 
     manager->setEnv(u"id"_s, u"changed"_s);
-    EXPECT_EQ(messages.texts().last(), noStoreError);
+    EXPECT_EQ(complaints(), QStringList{noStoreError});
     manager->lookupConfig(u"system"_s);
     manager->setEnv(u"id"_s, u"changed"_s);
 
-    EXPECT_EQ(messages.texts().count(noStoreError), 1);
+    EXPECT_EQ(complaints(), QStringList{noStoreError});
     EXPECT_EQ(manager->getEnv(u"id"_s), u"changed"_s);
     EXPECT_EQ(savedConfig(), "id=\"config\"\nip=dhcp\n");
 }
@@ -89,13 +97,11 @@ TEST_F(FwUpdateSettingsVariablesTest, SetChangesMemoryOnly)
 
 TEST_F(FwUpdateSettingsVariablesTest, AddTellsTheFileAtEveryCall)
 {
-    const qsizetype before = messages.texts().size();
-
     manager->addConfig(u"extra"_s);
     manager->addConfig(u"extra"_s);
 
     const QString text = u"new config file: \"extra\""_s;
-    EXPECT_EQ(messages.texts().sliced(before), (QStringList{text, text}));
+    EXPECT_EQ(messages.texts().filter(u"extra"_s), (QStringList{text, text}));
 }
 
 TEST_F(FwUpdateSettingsVariablesTest, AddOfANewNameMakesAStoreWithoutAFile)
@@ -135,7 +141,7 @@ TEST_F(FwUpdateSettingsVariablesTest, MainStoreCannotBeDeleted)
 
     EXPECT_FALSE(manager->delConfig(u"config"_s));
 
-    EXPECT_EQ(messages.texts().last(), mainStoreError);
+    EXPECT_EQ(complaints(), QStringList{mainStoreError});
     EXPECT_EQ(stores(), (QStringList{u"config"_s, u"system"_s}));
     EXPECT_TRUE(fileExists(envFile(u"config"_s)));
     EXPECT_EQ(manager->getEnv(u"id"_s), u"system"_s);
@@ -248,7 +254,7 @@ TEST_F(FwUpdateSettingsVariablesTest, DeletingWithoutAMainStoreLeavesNoneSelecte
 
     EXPECT_TRUE(manager->getEnv(u"id"_s).isNull());
     manager->setEnv(u"id"_s, u"1"_s);
-    EXPECT_EQ(messages.texts().last(), noStoreError);
+    EXPECT_EQ(complaints(), QStringList{noStoreError});
 }
 
 } // namespace

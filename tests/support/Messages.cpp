@@ -1,9 +1,11 @@
 #include "support/Messages.h"
 
+std::mutex Messages::mutex;
 Messages *Messages::current = nullptr;
 
 Messages::Messages()
 {
+    const std::scoped_lock lock(mutex);
     current = this;
     previous = qInstallMessageHandler(take);
 }
@@ -11,6 +13,7 @@ Messages::Messages()
 Messages::~Messages()
 {
     qInstallMessageHandler(previous);
+    const std::scoped_lock lock(mutex);
     current = nullptr;
 }
 
@@ -22,6 +25,7 @@ QStringList Messages::texts() const
 
 void Messages::take(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString &text)
 {
-    const std::scoped_lock lock(current->mutex);
-    current->taken.append(text);
+    const std::scoped_lock lock(mutex);
+    if (current)
+        current->taken.append(text);
 }

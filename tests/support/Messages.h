@@ -19,8 +19,9 @@ public:
 private:
     static void take(QtMsgType type, const QMessageLogContext &context, const QString &text);
 
+    // Messages may come from any thread, and at any time: one that is on its way when the object goes is lost.
+    static std::mutex mutex;
     static Messages *current;
     QtMessageHandler previous;
-    mutable std::mutex mutex; // messages may come from any thread
     QStringList taken;
 };
