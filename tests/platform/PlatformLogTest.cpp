@@ -5,7 +5,6 @@
 
 #include <QDateTime>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFileInfo>
 
 #include <fcntl.h>
@@ -48,14 +47,6 @@ class PlatformLogTest : public ::testing::Test
 {
 protected:
     void SetUp() override { removeAll(platformLogDir); }
-
-    void TearDown() override { EXPECT_LT(sinceStart.elapsed(), 8000) << "an operation waited for something"; }
-
-    QElapsedTimer sinceStart = [] {
-        QElapsedTimer timer;
-        timer.start();
-        return timer;
-    }();
 };
 
 struct Text

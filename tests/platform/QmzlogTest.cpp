@@ -2,8 +2,6 @@
 
 #include <qmz/Qmzlog.h>
 
-#include <QElapsedTimer>
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <syslog.h>
@@ -126,14 +124,13 @@ TEST_F(QmzlogTest, RecordsEachOperation)
                                           u"Qmzlog.msg[0,\"pwDisableTimeout: rest interval  0 ms\"]"_s}));
 }
 
-TEST(QmzlogWithoutSyslogTest, ReturnsAtOnceWhenNobodyListens)
+TEST(QmzlogWithoutSyslogTest, ReturnsWhenNobodyListens)
 {
+    removeAll(platformLogDir);
     removeAll(u"/dev/log"_s);
-    QElapsedTimer timer;
-    timer.start();
 
     qmzlog.open(u"ident"_s, LOG_LOCAL5, 0);
     qmzlog.msg(QtFatalMsg, "text");
 
-    EXPECT_LT(timer.elapsed(), 2000);
+    EXPECT_EQ(loggedLines().size(), 2);
 }

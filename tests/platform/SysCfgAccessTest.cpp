@@ -88,9 +88,9 @@ TEST_F(SysCfgAccessTest, TheEndOfAnEffectLeavesALaterOneRunning)
 {
     makeLed();
     SysCfgAccess::getInstance()->startLedEffect(1, 2);
-    SysCfgAccess::getInstance()->startLedEffect(3, 5);
     QElapsedTimer sinceLater;
     sinceLater.start();
+    SysCfgAccess::getInstance()->startLedEffect(3, 5);
 
     EXPECT_TRUE(waitUntil([] { return trigger() == "none"; }));
 

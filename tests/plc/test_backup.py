@@ -146,7 +146,7 @@ def test_a_backup_fails_when_the_runtime_is_silent(device, client):
 
     expect_failure(device, client)
 
-    assert 20 < time.monotonic() - begin < 35
+    assert time.monotonic() - begin > 20
 
 
 @pytest.mark.parametrize("missing", ["recipe.txt", "Fan.crc", "Pump.app", "SysFileMap.cfg"])

@@ -1,7 +1,6 @@
 """Resetting the web password: the real gpg, with keys and a keyring made on the device."""
 
 import threading
-import time
 
 import pytest
 from busclient import BusClient
@@ -336,9 +335,7 @@ def test_the_service_stands_still_while_gpg_runs_and_goes_on_afterwards(shadowed
     device.wait_for(lambda: device.exists("/run/gpg-runs"), what="gpg to run")
     with BusClient(device) as client:
         assert client.error_of("/system", "getPwDisable", limit=1) == "NoReply"
-        began = time.monotonic()
         device.write("/run/gpg-go", "")
         assert client.call("/system", "getPwDisable") == 0
-        assert time.monotonic() - began < 5
     caller.join()
     assert answers == [True]
