@@ -35,7 +35,6 @@ QByteArray lineFor(const char *call, const QVariantList &args)
     return QJsonDocument(entry).toJson(QJsonDocument::Compact) + '\n';
 }
 
-/** Any bus client may hand in a text of many megabytes. */
 QVariantList shortened(const QVariantList &args)
 {
     QVariantList result;
@@ -44,6 +43,18 @@ QVariantList shortened(const QVariantList &args)
         result.append(isLong ? arg.toString().first(maxTextLength) + u'\u2026' : arg);
     }
     return result;
+}
+
+/** Any bus client may hand in a text of many megabytes: whether it has to be cut is plain before any JSON is made,
+ * which would take seconds. */
+bool isBeyondALine(const QVariantList &args)
+{
+    qsizetype length = 0;
+    for (const QVariant &arg : args) {
+        if (arg.typeId() == QMetaType::QString)
+            length += arg.toString().size();
+    }
+    return length > maxLogBytes;
 }
 
 /** @return a descriptor, or -1. Not blocking, and nothing but a regular file: whatever stands in the log's place must
@@ -72,7 +83,7 @@ int beginAnew(int descriptor)
 
 void recordCall(const char *call, const QVariantList &args)
 {
-    QByteArray line = lineFor(call, args);
+    QByteArray line = lineFor(call, isBeyondALine(args) ? shortened(args) : args);
     if (line.size() > maxLogBytes)
         line = lineFor(call, shortened(args));
 
