@@ -54,15 +54,6 @@ class Situation:
         self.device.write("/var/log/qmz/platform.jsonl", "")
         assert self.network.save()
 
-    def save_and_apply(self):
-        """From the answer of saveChanges on: what the timer does."""
-        self.save()
-        self.device.write("/var/log/qmz/platform.jsonl", "")
-        self.device.wait_for(lambda: self.applied(), what="connman to be given the addresses")
-
-    def applied(self):
-        return any(name.endswith("4.Configuration") for name, _ in self.connman.properties_set())
-
     def start_up(self):
         self.device.stop_daemon()
         self.device.write("/var/log/qmz/platform.jsonl", "")
@@ -78,10 +69,9 @@ TABLE = [
     (Situation.ready, "DHCP", [STOP[LINK_LOCAL], RESTART, START[AVAHI]]),
     (Situation.idle, "static", [START["hostname"], STOP[AVAHI], STOP["nmbd"]]),
     (Situation.idle, "DHCP", [START["hostname"], STOP[AVAHI], STOP["nmbd"]]),
-    (Situation.save, "static", [STOP["nmbd"], START["hostname"]]),
-    (Situation.save, "DHCP", [STOP["nmbd"]]),
-    (Situation.save_and_apply, "static", [START[LINK_LOCAL]]),
-    (Situation.save_and_apply, "DHCP", [STOP[LINK_LOCAL]]),
+    # The last one comes with the addresses, a while later.
+    (Situation.save, "static", [STOP["nmbd"], START["hostname"], START[LINK_LOCAL]]),
+    (Situation.save, "DHCP", [STOP["nmbd"], STOP[LINK_LOCAL]]),
 ]
 
 

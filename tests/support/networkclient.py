@@ -39,6 +39,10 @@ class NetworkClient:
     def save(self):
         return bool(self.call("saveChanges"))
 
+    def send_save(self):
+        """Has the settings saved and waits for no answer: what is written next comes right behind it."""
+        self.bus.send(PATH, "saveChanges", interface=INTERFACE)
+
     def read(self):
         """Lets the daemon read all settings anew."""
         self.call("getCurrentSettings")
