@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 from busclient import BUS, BusClient
-from insidetools import shell
+from insidetools import job_calls, shell
 
 FILE = "/etc/syslog.conf"
 HEADING = "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n"
@@ -31,7 +31,7 @@ def settings(client):
 
 
 def restarts(device):
-    return [(job["call"], job["env"], job["wait"]) for job in device.upstart_log() if job["job"] == "syslogd"]
+    return [(job["call"], job["env"], job["wait"]) for job in job_calls(device) if job["job"] == "syslogd"]
 
 
 def started_on(device, text):

@@ -4,6 +4,7 @@ import json
 
 import pytest
 from busclient import BusClient
+from insidetools import job_calls
 from networkclient import NetworkClient
 from simdevice import SimulatedDevice
 
@@ -18,7 +19,7 @@ class NetworkDevice(SimulatedDevice):
 
     def jobs(self):
         """What the init system was told of all jobs but "ntp", such as "Start hostname", in order."""
-        return [f"{each['call']} {each['job']}" for each in self.upstart_log() if each["job"] != "ntp"]
+        return [f"{each['call']} {each['job']}" for each in job_calls(self) if each["job"] != "ntp"]
 
     def platform_log_of(self, call):
         """The arguments of each call of that name that the platform got."""

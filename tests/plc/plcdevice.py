@@ -3,6 +3,7 @@
 import json
 
 import simdevice
+from insidetools import job_calls
 
 DIRECTORY = "/srv/codesys"
 CONFIGURATION = "/CODESYSControl/CODESYSControl.cfg"
@@ -54,7 +55,7 @@ class PlcDevice(simdevice.SimulatedDevice):
         return self.exec(["sh", "-c", "ls /tmp/*.tar.gz 2>/dev/null"]).stdout.split()
 
     def jobs(self):
-        return [(line["call"], line["wait"]) for line in self.upstart_log() if line["job"] == "codesys"]
+        return [(line["call"], line["wait"]) for line in job_calls(self) if line["job"] == "codesys"]
 
     def events(self):
         calls = ("SystemEvent.codesysFileRemoved", "SysCfgAccess.startLedEffect", "SystemEvent.firmwareUpdate")

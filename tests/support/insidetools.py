@@ -1,6 +1,9 @@
 """Shell scripts inside a device, tools of ours ahead of the device's own, and a look at the daemon's process."""
 
+import contextlib
 import os
+
+import dbus.bus
 
 SHADOWS = "/opt/shadows"
 SHADOWED_PATH = f"{SHADOWS}:/usr/sbin:/usr/bin:/sbin:/bin"
@@ -33,6 +36,14 @@ SPARING = {"ASAN_OPTIONS": "quarantine_size_mb=0:thread_local_quarantine_size_kb
 def daemon_children(device):
     """The ids inside the device of the tools that the daemon is running."""
     return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()
+
+
+def job_calls(device):
+    """The calls that the init system has got, those included that the daemon did not wait for before it answered us."""
+    with contextlib.closing(dbus.bus.BusConnection(device.bus_address)) as bus:
+        # When it answers, it has come to the end of its queue.
+        bus.call_blocking("com.ubuntu.Upstart", "/", "org.freedesktop.DBus.Peer", "Ping", "", ())
+    return device.upstart_log()
 
 
 def resident_kib(device):

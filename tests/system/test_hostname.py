@@ -2,7 +2,7 @@
 
 import pytest
 from busclient import BUS, BusClient
-from insidetools import shell
+from insidetools import job_calls, shell
 
 SYSTEM = "local.System"
 KERNEL = "/proc/sys/kernel/hostname"
@@ -30,7 +30,7 @@ def events(device, *names):
 
 def jobs(device):
     """The calls about the jobs of the name services."""
-    return [line for line in device.upstart_log() if line["job"] != "ntp"]
+    return [line for line in job_calls(device) if line["job"] != "ntp"]
 
 
 def wait_announced(device, name):
