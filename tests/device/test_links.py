@@ -6,7 +6,7 @@ import simdevice
 
 def reaches(device, address):
     """Whether the web server at an address answers this device."""
-    script = "import socket, sys; socket.create_connection((sys.argv[1], 80), timeout=2)"
+    script = "import socket, sys; socket.create_connection((sys.argv[1], 80), timeout=30)"
     return device.exec(["/usr/bin/python3", "-c", script, address]).returncode == 0
 
 

@@ -168,20 +168,24 @@ echo "$1" >>/tmp/job
     device.wait_for(lambda: device.read("/tmp/job") == "stop\nstart\n", what="the job started without waiting")
 
 
+def about_equal(one, other):
+    return abs(one - other) < 120
+
+
 def hardware_time(device):
     text = device.exec(["hwclock", "-r", "-u"], check=True).stdout
     return datetime.datetime.fromisoformat(text.strip()).timestamp()
 
 
 def test_the_hardware_clock_goes_on_over_a_power_cut(device):
-    assert abs(hardware_time(device) - time.time()) < 2
+    assert about_equal(hardware_time(device), time.time())
     device.write("/var/lib/hwclock-offset", "-1000000")
 
     device.power_cycle()
 
-    assert abs(hardware_time(device) - time.time() + 1_000_000) < 2
+    assert about_equal(hardware_time(device), time.time() - 1_000_000)
     device.exec(["hwclock", "-w", "-u"], check=True)
-    assert abs(hardware_time(device) - time.time()) < 2
+    assert about_equal(hardware_time(device), time.time())
 
 
 def test_the_port_takes_its_settings_from_the_file(device):
@@ -232,8 +236,8 @@ def test_the_log_of_platform_events_is_read_over_its_rotation(device):
 RUNTIME = "com.ozt.codesys"
 
 
-def ask_runtime(device, method):
-    return device.exec(["busctl", "--timeout=2", "call", RUNTIME, "/", RUNTIME, method])
+def ask_runtime(device, method, limit=30):
+    return device.exec(["busctl", f"--timeout={limit}", "call", RUNTIME, "/", RUNTIME, method])
 
 
 def test_the_plc_runtime_answers_what_its_files_say(device):
@@ -257,7 +261,7 @@ def test_the_plc_runtime_fails_or_is_silent_when_told_to(device):
     device.write("/var/lib/plcruntime/version", "silence\n")
 
     assert "told to fail" in ask_runtime(device, "apps").stderr
-    assert "timed out" in ask_runtime(device, "version").stderr
+    assert "timed out" in ask_runtime(device, "version", limit=1).stderr
 
 
 def test_the_plc_runtime_goes_and_comes_with_its_job(device):

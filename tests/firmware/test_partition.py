@@ -100,7 +100,7 @@ def test_numbers_go_on_after_the_records_have_gone(late: FirmwareDevice, make_pa
 
     late.upload(make_package())
 
-    late.wait_for(lambda: list(late.records()) == ["fwupdate5"], 10, "the next number")
+    late.wait_for(lambda: list(late.records()) == ["fwupdate5"], 30, "the next number")
 
 
 def test_each_mount_adds_a_worker_and_each_worker_its_records(late: FirmwareDevice):

@@ -22,7 +22,7 @@ def restart(device):
 
 
 def wait_for_scan(device, names):
-    device.wait_for(lambda: sorted(device.records()) == sorted(names), 10, f"{names}")
+    device.wait_for(lambda: sorted(device.records()) == sorted(names), 30, f"{names}")
 
 
 def test_the_scan_at_start_finds_complete_firmware_and_counts_all(device: FirmwareDevice, make_package):
@@ -45,7 +45,7 @@ def test_the_scan_at_start_finds_complete_firmware_and_counts_all(device: Firmwa
     # The next package comes behind the incomplete number 9.
     device.keep_uploads()
     device.upload(make_package())
-    device.wait_for(lambda: "fwupdate10" in device.records(), 10, "the next number")
+    device.wait_for(lambda: "fwupdate10" in device.records(), 30, "the next number")
 
 
 def test_a_deleted_firmware_is_gone_from_bus_list_and_disk(device: FirmwareDevice):

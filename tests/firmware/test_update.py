@@ -181,10 +181,11 @@ def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: Fir
 
 @pytest.mark.slow
 def test_a_shutdown_that_takes_its_time_is_left_running(held: FirmwareDevice):
-    held.shadow("shutdown", "sleep 32; echo done >/srv/slow-shutdown")
+    held.shadow("shutdown", "until [ -e /srv/go ]; do sleep 0.1; done; echo done >/srv/slow-shutdown")
     start_held(held)
 
     held.call(*MANAGER, "reboot")
 
     assert not held.exists("/srv/slow-shutdown")
-    held.wait_for(lambda: held.exists("/srv/slow-shutdown"), 10, "the end of shutdown")
+    held.write("/srv/go", "")
+    held.wait_for(lambda: held.exists("/srv/slow-shutdown"), 30, "the end of shutdown")

@@ -1,7 +1,6 @@
 """Backups of the PLC runtime's applications, over the bus and with the device's own tar."""
 
 import re
-import time
 
 import pytest
 import web
@@ -142,11 +141,8 @@ def test_a_backup_fails_when_the_runtime_fails_or_lies(device, client, method, l
 @pytest.mark.slow
 def test_a_backup_fails_when_the_runtime_is_silent(device, client):
     device.let_runtime_answer("version", "silence")
-    begin = time.monotonic()
 
     expect_failure(device, client)
-
-    assert time.monotonic() - begin > 20
 
 
 @pytest.mark.parametrize("missing", ["recipe.txt", "Fan.crc", "Pump.app", "SysFileMap.cfg"])

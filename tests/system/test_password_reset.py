@@ -64,9 +64,9 @@ def reset(device, client, text, path=FILE):
     return reset_with(device, client, path)
 
 
-def reset_with(device, client, path, limit=30):
+def reset_with(device, client, path):
     before = len(events(device))
-    answer = client.call("/system", "resetWebPassword", path, limit=limit)
+    answer = client.call("/system", "resetWebPassword", path)
     told = events(device)[before:]
     assert [args for _, args in told] == [["/"]]
     return bool(answer), told[0][0]
@@ -249,7 +249,7 @@ def test_what_is_no_reset_file_is_refused(device, client, path):
 def test_a_fifo_that_nobody_writes_is_not_waited_for(device, client):
     shell(device, f"mkfifo {FILE}")
 
-    assert reset_with(device, client, FILE, limit=5) == (False, "pwResetVerifyFailed")
+    assert reset_with(device, client, FILE) == (False, "pwResetVerifyFailed")
 
     assert device.exists(FILE)
     assert daemon_children(device) == []
