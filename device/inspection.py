@@ -12,7 +12,7 @@ from launch import DeviceError
 SRV_SOURCE = "/dev/.device/srv"
 
 
-def wait_for(condition, limit=5.0, what="the condition"):
+def wait_for(condition, limit=30.0, what="the condition"):
     """The first true result of `condition()`. Raises TimeoutError, which names `what`, when there is none in time."""
     end = time.monotonic() + limit
     while True:

@@ -19,7 +19,7 @@ from launch import DEFAULT_ENV, DeviceError
 
 import flashimage
 
-LOCK_LIMIT = 5.0
+LOCK_LIMIT = 30.0
 LAYOUT = "layout-2"  # a file whose name tells the form of the directory
 
 
