@@ -1,11 +1,13 @@
 #include "core/AsciiText.h"
 
+#include <QList>
+
 QByteArray toAscii(const QString &text)
 {
-    QByteArray bytes = text.toLatin1();
-    for (char &byte : bytes) {
-        if (static_cast<unsigned char>(byte) > 0x7f)
-            byte = '?';
-    }
+    const QList<uint> characters = text.toUcs4();
+    QByteArray bytes;
+    bytes.reserve(characters.size());
+    for (const uint character : characters)
+        bytes += character <= 0x7f ? static_cast<char>(character) : '?';
     return bytes;
 }

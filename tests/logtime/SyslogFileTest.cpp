@@ -157,7 +157,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"BlankAndQuote", "SIZE=\"-s 200\"\nREMOTE=\"-R a \"b\"\nLOCAL=-L\n", sentTo(u"a \"b"_s)},
                     Text{"Divider", "SIZE=\"-s 200\"\nREMOTE=\"-R a=b\"\nLOCAL=-L\n", sentTo(u"a=b"_s)},
                     Text{"LineFeed", "SIZE=\"-s 200\"\nREMOTE=\"-R a\nb\"\nLOCAL=-L\n", sentTo(u"a\nb"_s)},
-                    Text{"BeyondAscii", "SIZE=\"-s 200\"\nREMOTE=\"-R b?ro?~\"\nLOCAL=-L\n", sentTo(u"büro€~"_s)}),
+                    Text{"BeyondAscii", "SIZE=\"-s 200\"\nREMOTE=\"-R b?ro??~\"\nLOCAL=-L\n",
+                         sentTo(u"büro€\U0001f600~"_s)}),
     nameOf);
 
 class SyslogFileRoundTripTest : public testing::TestWithParam<Text>
