@@ -101,6 +101,24 @@ TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedOnce)
     EXPECT_EQ(syncsSoFar(), before + 1);
 }
 
+TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedBeforeTheKernelGetsIt)
+{
+    QByteArrayList stored;
+    QByteArrayList kernels;
+    {
+        const LookAtSyncs look([&] {
+            stored += readFile(storedPath);
+            kernels += readFile(kernelPath);
+        });
+
+        system->setHostname(u"node-2"_s);
+    }
+
+    EXPECT_THAT(stored, ElementsAre("node-2\n"));
+    EXPECT_THAT(kernels, ElementsAre("node-1\n"));
+    EXPECT_EQ(readFile(kernelPath), "node-2\n");
+}
+
 TEST_F(SystemHostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
 {
     const QString disk = directory.filePath(u"disk"_s);
