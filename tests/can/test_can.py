@@ -131,9 +131,8 @@ def test_each_tool_is_waited_for(own_device, own_client):
     own_device.write("/usr/sbin/ifup", "#!/bin/sh\nread line </run/go\n", mode="755")
     shell(own_device, "mkfifo /run/go")
 
-    assert own_client.error_of(
-        CAN, "Set", INTERFACE, "baudrate", 5, interface=PROPERTIES, signature="ssv", limit=1
-    ) == ("NoReply")
+    error = own_client.error_of(CAN, "Set", INTERFACE, "baudrate", 5, interface=PROPERTIES, signature="ssv", limit=1)
+    assert error == "NoReply"
     shell(own_device, "echo >/run/go")
 
     assert read(own_client, "baudrate") == 5
