@@ -214,7 +214,8 @@ class SimulatedDevice(Inspection, Links):
     def daemon_answers(self, limit):
         call = [f"--dest={SERVICE}", "/system", "org.freedesktop.DBus.Introspectable.Introspect"]
         options = [f"--bus={self.bus_address}", "--print-reply", f"--reply-timeout={limit * 1000:.0f}"]
-        return subprocess.run(["dbus-send", *options, *call], capture_output=True, check=False).returncode == 0
+        command = ["dbus-send", *options, *call]
+        return subprocess.run(command, env=launch.BASE_ENVIRONMENT, capture_output=True, check=False).returncode == 0
 
     def ask(self, what, **arguments):
         """The answer of process 1 to a request (see control.py)."""

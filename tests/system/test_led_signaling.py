@@ -136,9 +136,23 @@ def test_a_bad_answer_changes_nothing_and_repeats_nothing(device, client, manner
 
 @pytest.mark.parametrize(
     "address",
-    ["127.0.0.1:1", "", "/", "[", ":", "a b", "127.0.0.1:99999", "no.invalid", "x" * 100_000, "a\r\nX-Evil: 1",
-     "user:word@127.0.0.1:1", "192.0.2.1", "[::1]:1", "ä\u4e2d"],
-)  # fmt: skip
+    [
+        "127.0.0.1:1",
+        "",
+        "/",
+        "[",
+        ":",
+        "a b",
+        "127.0.0.1:99999",
+        "no.invalid",
+        pytest.param("x" * 100_000, id="long"),
+        "a\r\nX-Evil: 1",
+        "user:word@127.0.0.1:1",
+        "192.0.2.1",
+        "[::1]:1",
+        "ä\u4e2d",
+    ],
+)
 def test_a_device_that_can_not_be_reached_is_no_error(device, client, address):
     signal_remote(client, 1, address)
 
