@@ -21,12 +21,16 @@ used_devices = pytest.StashKey[list]()
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs last")
+    config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs first")
     config.addinivalue_line("markers", "ends_daemon: leaves the daemon ended, on purpose")
 
 
 def pytest_collection_modifyitems(items):
-    items.sort(key=lambda item: item.get_closest_marker("slow") is not None)
+    """The tests that wait out a time limit start first, and those that share a device stay with one worker."""
+    items.sort(key=lambda item: item.get_closest_marker("slow") is None)
+    for item in items:
+        if "module_device" in item.fixturenames:
+            item.add_marker(pytest.mark.xdist_group(item.module.__name__))
 
 
 @pytest.hookimpl(hookwrapper=True)
