@@ -1,7 +1,9 @@
 """What is on the bus, and where."""
 
 import pytest
-from busclient import SERVICE
+from busclient import SERVICE, BusClient
+from insidetools import shell
+from inspection import SRV_SOURCE
 
 INTERFACES = {
     "/version": "local.Version",
@@ -24,6 +26,12 @@ INTERFACES = {
     "/loader/config": "local.BareboxConfig",
     "/loader/system": "local.BareboxConfig",
 }
+MAKE_FIRMWARE = f"""
+for number in 10 9; do
+    mkdir -p {SRV_SOURCE}/fwupdate/fwupdate$number && cd {SRV_SOURCE}/fwupdate/fwupdate$number
+    touch linuximage linuximage.md5 root.ubi root.ubi.md5 control
+done
+"""
 STORES = [path for path, interface in INTERFACES.items() if interface == "local.BareboxConfig"]
 
 
@@ -37,6 +45,37 @@ def test_four_objects_are_at_the_root(client):
 
 def test_the_tree_holds_these_objects_and_no_others(client):
     assert sorted(client.paths()) == sorted(["/", *INTERFACES])
+
+
+def test_the_children_of_the_system_stand_in_this_order(client):
+    assert client.children_in_order("/system") == [
+        "guiLevel1",
+        "guiLevel2",
+        "guiLevel3",
+        "guiSystem",
+        "network",
+        "time",
+        "can",
+        "syslog",
+        "constants",
+        "variables",
+    ]
+
+
+def test_stores_stand_by_name_then_firmware_as_found_then_what_comes_later(new_device):
+    names = ("config", "Boot", "aux", "system")
+    new_device.flash = {name: f"name={name}\n" for name in names}
+    new_device.start(srv=False)
+    with BusClient(new_device) as client:
+        client.call("/loader", "addConfig", "early")
+        shell(new_device, MAKE_FIRMWARE)
+        new_device.mount_srv(told=True)
+        new_device.wait_for(lambda: len(client.children("/loader")) == 7, what="the firmware to be found")
+        client.call("/loader", "addConfig", "a_late_one")
+
+        children = client.children_in_order("/loader")
+
+    assert children == ["aux", "Boot", "config", "system", "early", "fwupdate10", "fwupdate9", "a_late_one"]
 
 
 @pytest.mark.parametrize("path", INTERFACES)

@@ -86,7 +86,10 @@ class BusClient:
         return xml.etree.ElementTree.fromstring(self.call(path, "Introspect", interface=INTROSPECTABLE))
 
     def children(self, path):
-        return {node.get("name") for node in self.introspect(path).iterfind("node")}
+        return set(self.children_in_order(path))
+
+    def children_in_order(self, path):
+        return [node.get("name") for node in self.introspect(path).iterfind("node")]
 
     def paths(self, root="/"):
         """All objects from a path downwards, that one included."""
