@@ -1,7 +1,7 @@
 #include "bootenv/BareboxConfig.h"
 
+#include "base/RegularFile.h"
 #include "bootenv/VariableFile.h"
-#include "core/RegularFile.h"
 
 #include <QDir>
 

@@ -2,8 +2,8 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "base/ChildProcess.h"
 #include "bootenv/BareboxConfig.h"
-#include "core/ChildProcess.h"
 
 #include <QDir>
 #include <QProcess>

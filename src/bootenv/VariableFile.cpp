@@ -1,6 +1,6 @@
 #include "bootenv/VariableFile.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 VariableFileLine parseVariableFileLine(QByteArrayView line)
 {

@@ -1,8 +1,8 @@
 #include "can/CanInterface.h"
 
+#include "base/ChildProcess.h"
 #include "can/CanTermination.h"
 #include "can/CanconfigOutput.h"
-#include "core/ChildProcess.h"
 
 #include <QProcess>
 

@@ -1,7 +1,7 @@
 #include "core/Constants.h"
 
+#include "base/BusObject.h"
 #include "bootenv/BareboxConfig.h"
-#include "core/BusObject.h"
 #include "firmware/FwUpdateSettings.h"
 
 #include <qmz/NodekeepGlobals.h>

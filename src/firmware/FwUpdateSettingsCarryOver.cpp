@@ -2,9 +2,9 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "base/ChildProcess.h"
+#include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
-#include "core/ChildProcess.h"
-#include "core/RegularFile.h"
 #include "plc/ApplicationFiles.h"
 #include "plc/ApplicationList.h"
 

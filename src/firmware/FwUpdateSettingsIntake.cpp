@@ -2,10 +2,10 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "base/ChildProcess.h"
+#include "base/Directory.h"
+#include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
-#include "core/ChildProcess.h"
-#include "core/Directory.h"
-#include "core/RegularFile.h"
 #include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareName.h"
 #include "firmware/NandUpdate.h"

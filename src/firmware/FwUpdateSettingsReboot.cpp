@@ -2,8 +2,8 @@
 
 #include "firmware/FwUpdateSettings.h"
 
-#include "core/BusObject.h"
-#include "core/ChildProcess.h"
+#include "base/BusObject.h"
+#include "base/ChildProcess.h"
 #include "network/NetworkInterface.h"
 
 #include <qmz/SystemEvent.h>

@@ -2,7 +2,7 @@
 
 #include "firmware/FwUpdateSettings.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 #include "firmware/FwUpdateWorker.h"
 #include "plc/ApplicationFiles.h"
 

@@ -1,6 +1,6 @@
 #include "firmware/FwUpdateWorker.h"
 
-#include "core/ChildProcess.h"
+#include "base/ChildProcess.h"
 #include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareName.h"
 #include "firmware/FwUpdateSettings.h"

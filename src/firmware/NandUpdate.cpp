@@ -1,6 +1,6 @@
 #include "firmware/NandUpdate.h"
 
-#include "core/ChildProcess.h"
+#include "base/ChildProcess.h"
 #include "firmware/FirmwareName.h"
 
 #include <qmz/NodekeepGlobals.h>

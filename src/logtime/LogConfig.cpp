@@ -1,6 +1,6 @@
 #include "logtime/LogConfig.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>

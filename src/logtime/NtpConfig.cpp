@@ -1,7 +1,7 @@
 #include "logtime/NtpConfig.h"
 
+#include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
-#include "core/RegularFile.h"
 #include "logtime/NtpFile.h"
 
 #include <qmz/Upstart.h>

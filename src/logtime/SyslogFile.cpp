@@ -1,7 +1,7 @@
 #include "logtime/SyslogFile.h"
 
-#include "core/AsciiText.h"
-#include "core/RegularFile.h"
+#include "base/AsciiText.h"
+#include "base/RegularFile.h"
 
 namespace {
 

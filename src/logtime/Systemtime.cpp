@@ -1,7 +1,7 @@
 #include "logtime/Systemtime.h"
 
-#include "core/ChildProcess.h"
-#include "core/RegularFile.h"
+#include "base/ChildProcess.h"
+#include "base/RegularFile.h"
 #include "logtime/LocalTime.h"
 #include "logtime/TimeinfoText.h"
 

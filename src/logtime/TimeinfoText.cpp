@@ -1,6 +1,6 @@
 #include "logtime/TimeinfoText.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 using namespace Qt::StringLiterals;
 

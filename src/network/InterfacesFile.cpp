@@ -1,7 +1,7 @@
 #include "network/InterfacesFile.h"
 
-#include "core/AsciiText.h"
-#include "core/RegularFile.h"
+#include "base/AsciiText.h"
+#include "base/RegularFile.h"
 #include "network/AddressText.h"
 
 namespace {

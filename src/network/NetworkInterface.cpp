@@ -1,6 +1,6 @@
 #include "network/NetworkInterface.h"
 
-#include "core/BusObject.h"
+#include "base/BusObject.h"
 #include "firmware/FwUpdateSettings.h"
 #include "network/AddressText.h"
 

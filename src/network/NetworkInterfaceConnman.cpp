@@ -2,7 +2,7 @@
 
 #include "network/NetworkInterface.h"
 
-#include "core/ChildProcess.h"
+#include "base/ChildProcess.h"
 #include "network/AddressText.h"
 #include "network/ConnmanReply.h"
 #include "network/RoutingTable.h"

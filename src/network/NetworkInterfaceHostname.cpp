@@ -2,8 +2,8 @@
 
 #include "network/NetworkInterface.h"
 
-#include "core/AsciiText.h"
-#include "core/RegularFile.h"
+#include "base/AsciiText.h"
+#include "base/RegularFile.h"
 
 #include <QDBusConnection>
 #include <QDBusReply>

@@ -2,7 +2,7 @@
 
 #include "network/NetworkInterface.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 #include "network/InterfacesFile.h"
 
 #include <qmz/SystemEvent.h>

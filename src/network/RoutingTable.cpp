@@ -1,6 +1,6 @@
 #include "network/RoutingTable.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include <QRegularExpression>
 

@@ -1,6 +1,6 @@
 #include "plc/ApplicationList.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "firmware/FwUpdateSettings.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 #include "plc/ApplicationFiles.h"
 #include "plc/ApplicationList.h"
 #include "plc/PlcRuntime.h"

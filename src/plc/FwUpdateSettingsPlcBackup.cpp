@@ -2,8 +2,8 @@
 
 #include "firmware/FwUpdateSettings.h"
 
-#include "core/ChildProcess.h"
-#include "core/RegularFile.h"
+#include "base/ChildProcess.h"
+#include "base/RegularFile.h"
 #include "plc/ApplicationFiles.h"
 #include "plc/ApplicationList.h"
 #include "plc/PlcRuntime.h"

@@ -1,6 +1,6 @@
 #include "plc/SysFileMap.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include <QFile>
 

@@ -2,7 +2,7 @@
 
 #include "system/System.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include <qmz/SystemEvent.h>
 #include <qmz/Upstart.h>

@@ -2,8 +2,8 @@
 
 #include "system/System.h"
 
-#include "core/BusObject.h"
-#include "core/RegularFile.h"
+#include "base/BusObject.h"
+#include "base/RegularFile.h"
 #include "firmware/FwUpdateSettings.h"
 #include "system/PasswordResetFile.h"
 

@@ -2,7 +2,7 @@
 
 #include "system/System.h"
 
-#include "core/Directory.h"
+#include "base/Directory.h"
 
 #include <qmz/NodekeepGlobals.h>
 

@@ -1,4 +1,4 @@
-#include "core/Directory.h"
+#include "base/Directory.h"
 
 QDir directoryMadeWhereMissing(const QString &path)
 {

@@ -1,4 +1,4 @@
-#include "core/BusObject.h"
+#include "base/BusObject.h"
 
 #include <QDBusConnection>
 #include <QStringList>

@@ -1,10 +1,9 @@
-#include "core/BusObject.h"
-
-#include "core/Version.h"
+#include "base/BusObject.h"
 
 #include <gtest/gtest.h>
 
 #include <QDBusConnection>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -73,11 +72,11 @@ TEST_F(BusObjectTest, ObjectThatHasGoneIsNotFound)
 
 TEST_F(BusObjectTest, ObjectOfAnotherClassIsNotFound)
 {
-    auto *const version = new Version(&root);
-    version->setObjectName(u"version"_s);
+    auto *const timer = new QTimer(&root);
+    timer->setObjectName(u"timer"_s);
 
-    EXPECT_EQ(objectOnBus<Version>(u"/root/version"_s), version);
-    EXPECT_EQ(objectOnBus<Version>(u"/root/high"_s), nullptr);
+    EXPECT_EQ(objectOnBus<QTimer>(u"/root/timer"_s), timer);
+    EXPECT_EQ(objectOnBus<QTimer>(u"/root/high"_s), nullptr);
 }
 
 } // namespace

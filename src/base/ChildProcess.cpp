@@ -1,4 +1,4 @@
-#include "core/ChildProcess.h"
+#include "base/ChildProcess.h"
 
 #include <QProcess>
 

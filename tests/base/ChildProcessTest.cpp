@@ -1,6 +1,6 @@
-#include "core/ChildProcess.h"
+#include "base/ChildProcess.h"
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 #include "support/FakeTools.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"

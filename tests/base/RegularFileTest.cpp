@@ -1,6 +1,6 @@
-// What the helpers for small files read and write.
+// What is read from files and written to them.
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
@@ -15,14 +15,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class SmallFileTest : public testing::Test
+class RegularFileTest : public testing::Test
 {
 protected:
     QTemporaryDir directory;
     const QString path = directory.filePath(u"file"_s);
 };
 
-TEST_F(SmallFileTest, AllBytesAreReadBack)
+TEST_F(RegularFileTest, AllBytesAreReadBack)
 {
     const QList<QByteArray> contents{"", "one line\n", QByteArray("a\0b\xff\r\n", 6), QByteArray(5'000'000, 'x')};
 
@@ -32,7 +32,7 @@ TEST_F(SmallFileTest, AllBytesAreReadBack)
     }
 }
 
-TEST_F(SmallFileTest, ShorterContentLeavesNothingOfALongerOne)
+TEST_F(RegularFileTest, ShorterContentLeavesNothingOfALongerOne)
 {
     writeFile(path, "a long content");
 
@@ -41,7 +41,7 @@ TEST_F(SmallFileTest, ShorterContentLeavesNothingOfALongerOne)
     EXPECT_EQ(readFile(path), "short");
 }
 
-TEST_F(SmallFileTest, WritingIsInPlace)
+TEST_F(RegularFileTest, WritingIsInPlace)
 {
     writeFile(path, "old");
     ASSERT_TRUE(QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner));
@@ -54,7 +54,7 @@ TEST_F(SmallFileTest, WritingIsInPlace)
     EXPECT_EQ(QFile::permissions(path) & QFile::ReadOther, QFile::Permissions());
 }
 
-TEST_F(SmallFileTest, FullDiskIsAFailure)
+TEST_F(RegularFileTest, FullDiskIsAFailure)
 {
     ASSERT_EQ(::mount("small", qPrintable(directory.path()), "tmpfs", 0, "size=16k"), 0);
 
@@ -65,7 +65,7 @@ TEST_F(SmallFileTest, FullDiskIsAFailure)
     EXPECT_EQ(::umount(qPrintable(directory.path())), 0);
 }
 
-TEST_F(SmallFileTest, KernelFileIsReadThoughItsSizeIsZero)
+TEST_F(RegularFileTest, KernelFileIsReadThoughItsSizeIsZero)
 {
     ASSERT_EQ(QFile(u"/proc/self/status"_s).size(), 0);
 

@@ -1,4 +1,4 @@
-#include "core/AsciiText.h"
+#include "base/AsciiText.h"
 
 #include <QList>
 

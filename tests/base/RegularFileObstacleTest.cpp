@@ -1,6 +1,6 @@
 // What may stand in a file's place, and what opening it does then.
 
-#include "core/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
@@ -123,14 +123,14 @@ INSTANTIATE_TEST_SUITE_P(Obstacles, ObstacleTest,
                                          Obstacle{"LinkToItself", [](const QString &path) { linkTo(path, path); }}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-class RegularFileTest : public testing::Test
+class RegularFileObstacleTest : public testing::Test
 {
 protected:
     QTemporaryDir directory;
     const QString path = directory.filePath(u"file"_s);
 };
 
-TEST_F(RegularFileTest, FifoWithAWriterIsNotReadFrom)
+TEST_F(RegularFileObstacleTest, FifoWithAWriterIsNotReadFrom)
 {
     makeFifo(path);
     const int peer = ::open(qPrintable(path), O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -143,7 +143,7 @@ TEST_F(RegularFileTest, FifoWithAWriterIsNotReadFrom)
     ::close(peer);
 }
 
-TEST_F(RegularFileTest, FifoWithAReaderGetsNothing)
+TEST_F(RegularFileObstacleTest, FifoWithAReaderGetsNothing)
 {
     makeFifo(path);
     const int peer = ::open(qPrintable(path), O_RDWR | O_NONBLOCK | O_CLOEXEC);
@@ -156,7 +156,7 @@ TEST_F(RegularFileTest, FifoWithAReaderGetsNothing)
     ::close(peer);
 }
 
-TEST_F(RegularFileTest, PathsThatNameNoFileCannotBeOpened)
+TEST_F(RegularFileObstacleTest, PathsThatNameNoFileCannotBeOpened)
 {
     writeFile(path, "content");
     const QStringList paths{
@@ -178,7 +178,7 @@ TEST_F(RegularFileTest, PathsThatNameNoFileCannotBeOpened)
     EXPECT_EQ(readFile(path), "content");
 }
 
-TEST_F(RegularFileTest, MissingFileIsNotReadButWritten)
+TEST_F(RegularFileObstacleTest, MissingFileIsNotReadButWritten)
 {
     EXPECT_EQ(readRegularFile(path), std::nullopt);
     EXPECT_FALSE(fileExists(path));
@@ -187,7 +187,7 @@ TEST_F(RegularFileTest, MissingFileIsNotReadButWritten)
     EXPECT_EQ(readFile(path), "content");
 }
 
-TEST_F(RegularFileTest, LinkToAFileIsFollowed)
+TEST_F(RegularFileObstacleTest, LinkToAFileIsFollowed)
 {
     writeFile(directory.filePath(u"target"_s), "old");
     linkTo(directory.filePath(u"target"_s), path);
@@ -198,7 +198,7 @@ TEST_F(RegularFileTest, LinkToAFileIsFollowed)
     EXPECT_EQ(readFile(directory.filePath(u"target"_s)), "new");
 }
 
-TEST_F(RegularFileTest, OpeningForBothCreatesTheFile)
+TEST_F(RegularFileObstacleTest, OpeningForBothCreatesTheFile)
 {
     QFile file;
 
@@ -208,7 +208,7 @@ TEST_F(RegularFileTest, OpeningForBothCreatesTheFile)
     EXPECT_TRUE(fileExists(path));
 }
 
-TEST_F(RegularFileTest, OpeningForBothDoesNotTruncate)
+TEST_F(RegularFileObstacleTest, OpeningForBothDoesNotTruncate)
 {
     writeFile(path, "content");
 
@@ -221,7 +221,7 @@ TEST_F(RegularFileTest, OpeningForBothDoesNotTruncate)
     EXPECT_EQ(readFile(path), "conTENT");
 }
 
-TEST_F(RegularFileTest, DescriptorIsClosedOnExec)
+TEST_F(RegularFileObstacleTest, DescriptorIsClosedOnExec)
 {
     for (const auto mode : {QIODevice::WriteOnly, QIODevice::ReadOnly, QIODevice::ReadWrite}) {
         QFile file;
