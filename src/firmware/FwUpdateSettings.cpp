@@ -1,5 +1,6 @@
 #include "firmware/FwUpdateSettings.h"
 
+#include "base/BusSignal.h"
 #include "firmware/NandUpdate.h"
 
 #include <qmz/NodekeepGlobals.h>
@@ -12,19 +13,17 @@ using namespace Qt::StringLiterals;
 FwUpdateSettings::FwUpdateSettings(const QString &watchedDevice, QObject *parent)
     : QObject(parent), envPath(u"/var/run/bareboxenv/"_s), envDevice(u"/dev/mtdblock1"_s), watchedBlock(watchedDevice)
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
-    bus.registerObject(qmz::NodekeepGlobals::LOADER_PATH, this,
-                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals |
-                           QDBusConnection::ExportAllProperties | QDBusConnection::ExportChildObjects);
+    QDBusConnection::systemBus().registerObject(qmz::NodekeepGlobals::LOADER_PATH, this,
+                                                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals |
+                                                    QDBusConnection::ExportAllProperties |
+                                                    QDBusConnection::ExportChildObjects);
 
     loadEnv();
     currentConfig = findConfig(u"config"_s);
     checkStartMarkers();
 
-    // The signature is part of the match: Qt ends the process over a signal whose arguments don't fit the slot.
-    if (!bus.connect(QString(), u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s, this,
-                     SLOT(fileUploaded(QString, QString))))
-        qFatal("file upload signal connection failed!");
+    subscribe({u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s}, this, SLOT(fileUploaded(QString, QString)),
+              "file upload signal connection failed!");
 
     if (srvMounted()) {
         finishSrvStart();

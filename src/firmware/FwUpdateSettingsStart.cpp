@@ -2,13 +2,13 @@
 
 #include "firmware/FwUpdateSettings.h"
 
+#include "base/BusSignal.h"
 #include "base/RegularFile.h"
 #include "firmware/FwUpdateWorker.h"
 #include "plc/ApplicationFiles.h"
 
 #include <qmz/SysCfgMgrGlobals.h>
 
-#include <QDBusConnection>
 #include <QDir>
 #include <QTimerEvent>
 
@@ -33,9 +33,8 @@ void FwUpdateSettings::checkStartMarkers()
     factoryInit = QFile::exists(envPath + factoryInitMarker) || QFile::exists(u"/new_firmware"_s);
     if (!factoryInit)
         return;
-    if (!QDBusConnection::systemBus().connect(QString(), QString(), qmz::SysCfgMgrGlobals::SERVICE_PATH_NAME,
-                                              u"started"_s, this, SLOT(armReboot())))
-        qFatal("FwUpdateSettings: connecting to qmz::SysCfgMgrGlobals::SERVICE_NAME started signal failed.");
+    subscribe({{}, qmz::SysCfgMgrGlobals::SERVICE_PATH_NAME, u"started"_s, {}}, this, SLOT(armReboot()),
+              "FwUpdateSettings: connecting to qmz::SysCfgMgrGlobals::SERVICE_NAME started signal failed.");
 }
 
 bool FwUpdateSettings::srvMounted()

@@ -1,5 +1,6 @@
 #include "logtime/NtpConfig.h"
 
+#include "base/BusSignal.h"
 #include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
 #include "logtime/NtpFile.h"
@@ -24,11 +25,8 @@ NtpConfig::NtpConfig(BareboxConfig *store, QObject *parent) : QObject(parent), v
 {
     // Without its name the type would be unknown to the bus, and the slot never called.
     qRegisterMetaType<QDBusVariant>("QDBusVariant");
-    // Signals of this name with other arguments, which anybody may send, stay away thanks to the signature.
-    if (!QDBusConnection::systemBus().connect(QString(), QString(), u"net.connman.Service"_s, u"PropertyChanged"_s,
-                                              u"sv"_s, this,
-                                              SLOT(connmanServicePropertyChanged(QString, QDBusVariant))))
-        qFatal("Connman property connect failed!");
+    subscribe({{}, u"net.connman.Service"_s, u"PropertyChanged"_s, u"sv"_s}, this,
+              SLOT(connmanServicePropertyChanged(QString, QDBusVariant)), "Connman property connect failed!");
 
     setObjectName(u"ntp"_s);
     server = variables->getTrimmed(serverVariable);

@@ -1,13 +1,14 @@
 #include "network/NetworkInterface.h"
 
 #include "base/BusObject.h"
+#include "base/BusSignal.h"
+#include "base/KernelHostname.h"
 #include "firmware/FwUpdateSettings.h"
 #include "network/AddressText.h"
 
 #include <qmz/NodekeepGlobals.h>
 
 #include <QDBusArgument>
-#include <QDBusConnection>
 
 using namespace Qt::StringLiterals;
 
@@ -17,16 +18,13 @@ NetworkInterface::NetworkInterface(QObject *parent)
       // is not registered is silently left out of the bus and never called.
       argumentTypeId(qRegisterMetaType<QDBusArgument>("QDBusArgument")),
       variantTypeId(qRegisterMetaType<QDBusVariant>("QDBusVariant")),
-      hostnameWatcher({u"/proc/sys/kernel/hostname"_s}, nullptr)
+      hostnameWatcher({kernelHostnamePath}, nullptr)
 {
     connect(&hostnameWatcher, &QFileSystemWatcher::fileChanged, this, &NetworkInterface::hostnameChanged);
 
-    // Every sender and every service, as that of the port is not known yet. Without the signature, a signal of another
-    // form would end the process.
-    if (!QDBusConnection::systemBus().connect(QString(), QString(), u"net.connman.Service"_s, u"PropertyChanged"_s,
-                                              u"sv"_s, this,
-                                              SLOT(connmanServicePropertyChanged(QString, QDBusVariant))))
-        qFatal("Connman property connect failed!");
+    // Every service, as that of the port is not known yet.
+    subscribe({{}, u"net.connman.Service"_s, u"PropertyChanged"_s, u"sv"_s}, this,
+              SLOT(connmanServicePropertyChanged(QString, QDBusVariant)), "Connman property connect failed!");
 
     hostnameChanged();
 }

@@ -3,7 +3,7 @@
 #include "network/NetworkInterface.h"
 
 #include "base/AsciiText.h"
-#include "base/RegularFile.h"
+#include "base/KernelHostname.h"
 
 #include <QDBusConnection>
 #include <QDBusReply>
@@ -22,7 +22,7 @@ QDBusMessage avahiCall(const QString &method)
 
 QString NetworkInterface::getHostname() const
 {
-    const QString name = readValueFile(u"/proc/sys/kernel/hostname"_s).value_or(u"qmz"_s);
+    const QString name = readKernelHostname().value_or(defaultHostname);
     return QString::fromLatin1(toAscii(name));
 }
 

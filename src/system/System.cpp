@@ -1,5 +1,7 @@
 #include "system/System.h"
 
+#include "base/BusSignal.h"
+
 #include <QDBusConnection>
 
 using namespace Qt::StringLiterals;
@@ -18,17 +20,14 @@ System::System(QObject *parent)
 {
     readInitialHostname();
 
-    QDBusConnection bus = QDBusConnection::systemBus();
-    bus.registerObject(u"/system"_s, this,
-                       QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
-                           QDBusConnection::ExportChildObjects);
+    QDBusConnection::systemBus().registerObject(u"/system"_s, this,
+                                                QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
+                                                    QDBusConnection::ExportChildObjects);
 
     watchKernelHostname();
 
-    // The signature is part of the match: Qt ends the process over a signal whose arguments don't fit the slot.
-    if (!bus.connect(QString(), u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s, this,
-                     SLOT(fileUploaded(QString, QString))))
-        qFatal("file upload signal connection failed!");
+    subscribe({u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s}, this, SLOT(fileUploaded(QString, QString)),
+              "file upload signal connection failed!");
 
     registerPwDisable();
     connect(&pwDisableTimer, &QTimer::timeout, this, &System::pwDisableTimeout);

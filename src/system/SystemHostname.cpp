@@ -2,6 +2,7 @@
 
 #include "system/System.h"
 
+#include "base/KernelHostname.h"
 #include "base/RegularFile.h"
 
 #include <qmz/SystemEvent.h>
@@ -17,8 +18,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString storedHostnamePath = u"/etc/hostname"_s;
-const QString kernelHostnamePath = u"/proc/sys/kernel/hostname"_s;
-const QString defaultHostname = u"qmz"_s;
 
 bool isValidHostname(const QString &name)
 {
@@ -53,7 +52,7 @@ void System::readInitialHostname()
 
 bool System::readKernelHostname()
 {
-    const std::optional<QString> name = readValueFile(kernelHostnamePath);
+    const std::optional<QString> name = ::readKernelHostname();
     if (name)
         hostname = *name;
     return name.has_value();

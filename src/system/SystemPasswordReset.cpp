@@ -3,6 +3,7 @@
 #include "system/System.h"
 
 #include "base/BusObject.h"
+#include "base/ChildProcess.h"
 #include "base/RegularFile.h"
 #include "firmware/FwUpdateSettings.h"
 #include "system/PasswordResetFile.h"
@@ -34,7 +35,7 @@ bool isSigned(const QString &file)
     gpg.setStandardInputFile(QProcess::nullDevice()); // which it reads when the file is named "-"
     // A name must not become an option.
     gpg.start(u"gpg"_s, {u"--verify"_s, file.startsWith(u'-') ? u"./"_s + file : file});
-    return gpg.waitForFinished(-1) && gpg.exitStatus() == QProcess::NormalExit && gpg.exitCode() == 0;
+    return gpg.waitForFinished(noLimitMs) && gpg.exitStatus() == QProcess::NormalExit && gpg.exitCode() == 0;
 }
 
 } // namespace

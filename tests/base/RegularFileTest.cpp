@@ -122,9 +122,4 @@ INSTANTIATE_TEST_SUITE_P(Contents, ValueFileTest,
                                                   u"a\uFFFDb"_s}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-TEST(ValueFileOfTheKernelTest, TellsTheHostName)
-{
-    EXPECT_EQ(readValueFile(u"/proc/sys/kernel/hostname"_s), QSysInfo::machineHostName());
-}
-
 } // namespace
