@@ -11,7 +11,7 @@
 using namespace Qt::StringLiterals;
 
 FwUpdateSettings::FwUpdateSettings(const QString &watchedDevice, QObject *parent)
-    : QObject(parent), envPath(u"/var/run/bareboxenv/"_s), envDevice(u"/dev/mtdblock1"_s), watchedBlock(watchedDevice)
+    : QObject(parent), watchedBlock(watchedDevice)
 {
     QDBusConnection::systemBus().registerObject(qmz::NodekeepGlobals::LOADER_PATH, this,
                                                 QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals |
@@ -19,7 +19,7 @@ FwUpdateSettings::FwUpdateSettings(const QString &watchedDevice, QObject *parent
                                                     QDBusConnection::ExportChildObjects);
 
     loadEnv();
-    currentConfig = findConfig(u"config"_s);
+    lookupConfig(mainConfig);
     checkStartMarkers();
 
     subscribe({u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s}, this, SLOT(fileUploaded(QString, QString)),

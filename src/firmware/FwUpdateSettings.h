@@ -1,11 +1,12 @@
 #pragma once
 
+#include "bootenv/BootEnvironment.h"
+
 #include <QList>
 #include <QObject>
 #include <QString>
 #include <QThread>
 
-class BareboxConfig;
 class NandUpdate;
 class QDir;
 struct FirmwareControl;
@@ -14,13 +15,10 @@ struct udev_device;
 /** The owner of the boot environment and of the firmware on the data partition, on the bus at
  *  qmz::NodekeepGlobals::LOADER_PATH.
  *
- *  **Boot environment.** The boot loader keeps its environment in a flash partition. While the daemon runs, it lies
- *  unpacked in `envPath`, a small variable file each, and every file is a BareboxConfig child of this object, reachable
- *  on the bus under its file name. Variables are changed in memory; `saveEnv` alone brings them to the flash.
- *
- *  One of the stores is the current one, on which `getEnv` and `setEnv` act. There is one current store for all
- *  clients, and many calls select another: a client that must be sure selects it right before each access, or calls the
- *  store's own object.
+ *  **Boot environment.** Its stores are children of this object, reachable on the bus under their file names. One of
+ *  them is the current one, on which `getEnv` and `setEnv` act. There is one current store for all clients, and many
+ *  calls select another: a client that must be sure selects it right before each access, or calls the store's own
+ *  object.
  *
  *  **Firmware.** A package arrives by the web server's signal or by download, is unpacked, tested and kept as a
  *  numbered directory below qmz::NodekeepGlobals::UPDATE_PATH, with a NandUpdate child of this object as its record.
@@ -65,47 +63,26 @@ public:
     NandUpdate *addNandUpdate(const QString &path, const QString &version, const QString &releasename,
                               const QString &svnversion, const QString &minUpdaterVer, const QString &date);
 
-    /** The variable "eth0.ethaddr" of the store "config", which becomes the current one. */
-    QString ethernetAddress();
+    QString ethernetAddress() { return environment.ethernetAddress(); }
 
 Q_SIGNALS:
     /** The data partition is to be scanned. */
     void scan();
 
 public Q_SLOTS:
-    /** Selects a store.
-     *  @param name file name of the store; an unknown one leaves no store selected
-     *  @return whether there is such a store */
-    bool lookupConfig(const QString &name);
-    /** Selects a store, and makes it first when there is none of that name. A new store reads its file in `envPath`
-     *  if there is one; its own file comes into being with the next `saveEnv`. */
-    void addConfig(const QString &path);
-    /** Removes a store and its file, and selects "config". The flash keeps the file until the next save.
-     *  @return false for "config", which can't be removed, for an unknown store, and when the file can't be removed;
-     *          in the last case the selection has changed all the same */
-    bool delConfig(const QString &path);
-
-    /** A variable of the current store without outer white space and one pair of double quotes; empty when there is no
-     *  such variable, or no current store. */
-    QString getEnv(const QString &name) const;
-    /** Changes a variable of the current store, in memory. Without a current store nothing changes. */
-    void setEnv(const QString &name, const QString &value);
-
-    // Each selects the store "config" and changes a variable there, in memory.
-    void setIp(const QString &ip);
-    void setGateway(const QString &gateway);
-    void setNetmask(const QString &netmask);
-    void setDhcp(bool dhcp);
-
-    /** Unpacks the flash into `envPath`, whose old content is discarded, and makes a store for each file that has none
-     *  yet. A store that exists keeps its variables, whatever the flash holds; the current store is then any of
-     *  them. */
-    void loadEnv();
-    /** Writes every store to its file and packs `envPath` into the flash. */
-    void saveEnv();
-    /** Packs `envPath` into the flash as it stands, without writing the stores to their files. The flash is erased
-     *  first: a power cut between the two leaves it empty. */
-    void saveEnvNoRestore();
+    // The boot environment; see BootEnvironment.
+    bool lookupConfig(const QString &name) { return environment.lookupConfig(name); }
+    void addConfig(const QString &path) { environment.addConfig(path); }
+    bool delConfig(const QString &path) { return environment.delConfig(path); }
+    QString getEnv(const QString &name) const { return environment.getEnv(name); }
+    void setEnv(const QString &name, const QString &value) { environment.setEnv(name, value); }
+    void setIp(const QString &ip) { environment.setIp(ip); }
+    void setGateway(const QString &gateway) { environment.setGateway(gateway); }
+    void setNetmask(const QString &netmask) { environment.setNetmask(netmask); }
+    void setDhcp(bool dhcp) { environment.setDhcp(dhcp); }
+    void loadEnv() { environment.loadEnv(); }
+    void saveEnv() { environment.saveEnv(); }
+    void saveEnvNoRestore() { environment.saveEnvNoRestore(); }
 
     /** Reboots if this start's settings are in place, else as soon as they are. */
     void armReboot();
@@ -159,12 +136,6 @@ protected:
     void childEvent(QChildEvent *event) override;
 
 private:
-    BareboxConfig *findConfig(const QString &name) const;
-    void setMainVariable(const QString &name, const QString &value);
-    QString mainVariable(const QString &name);
-    QString minFwVersion();
-    void fetchBootEnv();
-
     void checkStartMarkers();
     static bool srvMounted();
     void finishSrvStart();
@@ -190,9 +161,7 @@ private:
     static QStringList codesysFileMapList();
 
     bool factoryInit = false;
-    BareboxConfig *currentConfig = nullptr; // not owned; null until a store is selected, and after a failed look-up
-    const QString envPath;
-    const QString envDevice;
+    BootEnvironment environment{this};
     bool onlyUploadFirmware = false;
     int freeNr = 0;
     QList<NandUpdate *> nandUpdates; // children of this object

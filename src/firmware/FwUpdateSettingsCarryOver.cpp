@@ -126,7 +126,7 @@ void FwUpdateSettings::saveToNodekeep()
 
     // What the device doesn't have is missing from the store, or stays there as an earlier update left it.
     for (const CarriedFile &file : filesInOrder(&CarriedFile::saved))
-        copyFile(livePath(file, envPath), storePath(file));
+        copyFile(livePath(file, environment.envPath), storePath(file));
     saveCodesysState();
     ::sync();
 }
@@ -139,7 +139,7 @@ bool FwUpdateSettings::restoreFromNodekeep()
 
     linkPublicFiles();
     for (const CarriedFile &file : filesInOrder(&CarriedFile::restored))
-        copyFile(storePath(file), livePath(file, envPath));
+        copyFile(storePath(file), livePath(file, environment.envPath));
     for (const CarriedFile &file : filesInOrder(&CarriedFile::removed))
         QFile::remove(storePath(file));
 

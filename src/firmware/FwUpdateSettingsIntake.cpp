@@ -179,7 +179,7 @@ void FwUpdateSettings::takeFirmware(QDir firmware)
 bool FwUpdateSettings::isAcceptable(const QDir &firmware, const FirmwareControl &control)
 {
     // Versions are compared as numbers: 1.10 is below 1.9, and a text that is no number counts as 0.
-    if (mainVariable(u"min_fwversion"_s).toFloat() > control.version.toFloat())
+    if (environment.minFwVersion().toFloat() > control.version.toFloat())
         return false;
 
     bool isNumber = false;

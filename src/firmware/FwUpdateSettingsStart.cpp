@@ -30,7 +30,7 @@ bool isNamed(udev_device *device, const QString &name)
 
 void FwUpdateSettings::checkStartMarkers()
 {
-    factoryInit = QFile::exists(envPath + factoryInitMarker) || QFile::exists(u"/new_firmware"_s);
+    factoryInit = QFile::exists(environment.envPath + factoryInitMarker) || QFile::exists(u"/new_firmware"_s);
     if (!factoryInit)
         return;
     subscribe({{}, qmz::SysCfgMgrGlobals::SERVICE_PATH_NAME, u"started"_s, {}}, this, SLOT(armReboot()),
@@ -52,7 +52,7 @@ void FwUpdateSettings::finishSrvStart()
     if (factoryInit) {
         delConfig(factoryInitMarker);
         saveEnvNoRestore();
-        QDir(envPath).remove(factoryInitMarker);
+        QDir(environment.envPath).remove(factoryInitMarker);
     }
     fwUpdated = restoreFromNodekeep() || factoryInit;
 }
