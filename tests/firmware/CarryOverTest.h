@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fake/FakePlatform.h"
-#include "firmware/BootEnvTest.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 /** A device with all the files that an update carries over, and an empty data partition. */
-class CarryOverTest : public BootEnvTest
+class CarryOverTest : public UpdateManagerFixture
 {
 protected:
     struct CarriedFile

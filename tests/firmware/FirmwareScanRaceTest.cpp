@@ -1,8 +1,8 @@
 // The scan on its thread while everything else happens at once. Of most worth under ThreadSanitizer.
 
 #include "fake/FakePlatform.h"
-#include "firmware/BootEnvTest.h"
 #include "firmware/NandUpdate.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ const QString package = u"/srv/package"_s;
 
 /** A record list with a device's scan behind it; the watched device is the loopback interface, which is always there.
  */
-class FirmwareScanRaceTest : public BootEnvTest
+class FirmwareScanRaceTest : public UpdateManagerFixture
 {
 protected:
     FirmwareScanRaceTest()

@@ -1,4 +1,4 @@
-#include "firmware/BootEnvTest.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "support/BusClient.h"
 #include "support/QtPrinting.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 const QString interfaceName = u"local.FwUpdateSettings"_s;
 
-class FwUpdateSettingsBusTest : public BootEnvTest
+class FwUpdateSettingsBusTest : public UpdateManagerFixture
 {
 protected:
     void SetUp() override

@@ -1,7 +1,7 @@
 #include "firmware/NandUpdate.h"
 
 #include "fake/FakePlatform.h"
-#include "firmware/BootEnvTest.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "support/BusClient.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
@@ -42,7 +42,7 @@ private:
     QDBusConnection connection = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"listener"_s);
 };
 
-class NandUpdateTest : public BootEnvTest
+class NandUpdateTest : public UpdateManagerFixture
 {
 protected:
     NandUpdateTest()

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fake/FakePlatform.h"
-#include "firmware/BootEnvTest.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "plc/FakePlcRuntime.h"
 #include "support/QtPrinting.h"
 
@@ -11,7 +11,7 @@
 #include <QMap>
 
 /** A device with a PLC runtime's files and a manager that has started. No runtime is on the bus. */
-class PlcTest : public BootEnvTest
+class PlcTest : public UpdateManagerFixture
 {
 protected:
     PlcTest()

@@ -1,6 +1,6 @@
 // Resetting the web password. What gpg says is made up here; the system tests ask the real one.
 
-#include "firmware/BootEnvTest.h"
+#include "firmware/UpdateManagerFixture.h"
 #include "system/SystemFixture.h"
 
 #include "support/QtPrinting.h"
@@ -23,7 +23,7 @@ QStringList event(const QString &name)
     return {u"SystemEvent."_s + name + u"(\"/\")"_s};
 }
 
-class SystemPasswordResetTest : public BootEnvTest
+class SystemPasswordResetTest : public UpdateManagerFixture
 {
 protected:
     void SetUp() override

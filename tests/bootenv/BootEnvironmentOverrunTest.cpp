@@ -1,7 +1,7 @@
 // An erasure that hangs. Waits as long as the daemon does: 30 seconds for the tool, and again for the second one, which
 // can't start.
 
-#include "firmware/BootEnvTest.h"
+#include "BootEnvironmentFixture.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
 
@@ -15,11 +15,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class FwUpdateSettingsOverrunTest : public BootEnvTest
+class BootEnvironmentOverrunTest : public BootEnvironmentFixture
 {
 };
 
-TEST_F(FwUpdateSettingsOverrunTest, ErasureThatOverrunsStopsTheWriteAndIsEnded)
+TEST_F(BootEnvironmentOverrunTest, ErasureThatOverrunsStopsTheWriteAndIsEnded)
 {
     const Messages messages;
     const QString idFile = flashFile(u"id"_s);
@@ -28,7 +28,7 @@ TEST_F(FwUpdateSettingsOverrunTest, ErasureThatOverrunsStopsTheWriteAndIsEnded)
     QElapsedTimer elapsed;
     elapsed.start();
 
-    manager->saveEnvNoRestore();
+    environment->saveEnvNoRestore();
 
     EXPECT_GE(elapsed.elapsed(), 30000);
     EXPECT_EQ(tools.calls(), QStringList{erasure});

@@ -1,6 +1,7 @@
 // The boot environment with the device's own tools and flash.
 
-#include "firmware/FwUpdateSettings.h"
+#include "bootenv/BareboxConfig.h"
+#include "bootenv/BootEnvironment.h"
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
 
@@ -17,7 +18,7 @@ namespace {
 const QString device = u"/dev/mtdblock1"_s;
 const QString envPath = u"/var/run/bareboxenv/"_s;
 
-class FwUpdateSettingsFlashTest : public testing::Test
+class BootEnvironmentFlashTest : public testing::Test
 {
 protected:
     void SetUp() override
@@ -40,70 +41,80 @@ protected:
     QTemporaryDir original;
 };
 
-TEST_F(FwUpdateSettingsFlashTest, VariablesComeFromTheFlash)
+/** A boot environment as it is at the start of the daemon. */
+struct LoadedEnvironment : QObject, BootEnvironment
 {
-    FwUpdateSettings manager(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment() : BootEnvironment(this)
+    {
+        loadEnv();
+        lookupConfig(mainConfig);
+    }
+};
 
-    EXPECT_EQ(manager.getEnv(u"eth0.ipaddr"_s), u"10.0.0.1"_s);
-    EXPECT_TRUE(manager.lookupConfig(u"system"_s));
-    EXPECT_EQ(manager.getEnv(u"serial"_s), u"4711"_s);
+TEST_F(BootEnvironmentFlashTest, VariablesComeFromTheFlash)
+{
+    LoadedEnvironment environment;
+
+    EXPECT_EQ(environment.getEnv(u"eth0.ipaddr"_s), u"10.0.0.1"_s);
+    EXPECT_TRUE(environment.lookupConfig(u"system"_s));
+    EXPECT_EQ(environment.getEnv(u"serial"_s), u"4711"_s);
 }
 
-TEST_F(FwUpdateSettingsFlashTest, SavedChangesReachTheFlashInPlace)
+TEST_F(BootEnvironmentFlashTest, SavedChangesReachTheFlashInPlace)
 {
-    FwUpdateSettings manager(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment environment;
 
-    manager.setIp(u"10.0.0.2"_s);
-    manager.setGateway(u"10.0.0.254"_s);
-    manager.saveEnv();
+    environment.setIp(u"10.0.0.2"_s);
+    environment.setGateway(u"10.0.0.254"_s);
+    environment.saveEnv();
 
     EXPECT_EQ(flashed(u"config"_s),
               "#!/bin/sh\n# addresses\neth0.ipaddr=10.0.0.2\n# mode\nip=none\neth0.gateway=10.0.0.254\n");
     EXPECT_EQ(flashed(u"system"_s), "#!/bin/sh\nserial=4711\n");
 }
 
-TEST_F(FwUpdateSettingsFlashTest, UnsavedChangesAreGoneWithTheObject)
+TEST_F(BootEnvironmentFlashTest, UnsavedChangesAreGoneWithTheObject)
 {
-    FwUpdateSettings(u"ubifs_1_2"_s, nullptr).setIp(u"10.0.0.2"_s);
+    LoadedEnvironment().setIp(u"10.0.0.2"_s);
 
-    FwUpdateSettings next(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment next;
 
     EXPECT_EQ(next.getEnv(u"eth0.ipaddr"_s), u"10.0.0.1"_s);
 }
 
-TEST_F(FwUpdateSettingsFlashTest, SavedChangesAreThereForTheNextObject)
+TEST_F(BootEnvironmentFlashTest, SavedChangesAreThereForTheNextObject)
 {
     {
-        FwUpdateSettings manager(u"ubifs_1_2"_s, nullptr);
-        manager.setDhcp(true);
-        manager.saveEnv();
+        LoadedEnvironment environment;
+        environment.setDhcp(true);
+        environment.saveEnv();
     }
 
-    FwUpdateSettings next(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment next;
 
     EXPECT_EQ(next.getEnv(u"ip"_s), u"dhcp"_s);
 }
 
-TEST_F(FwUpdateSettingsFlashTest, DamagedFlashLeavesAllUnset)
+TEST_F(BootEnvironmentFlashTest, DamagedFlashLeavesAllUnset)
 {
     QFile flash(device);
     ASSERT_TRUE(flash.open(QIODevice::ReadWrite) && flash.seek(100) && flash.write("damage") == 6);
     flash.close();
 
-    FwUpdateSettings manager(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment environment;
 
-    EXPECT_TRUE(manager.getEnv(u"eth0.ipaddr"_s).isNull());
-    EXPECT_FALSE(manager.lookupConfig(u"config"_s));
+    EXPECT_TRUE(environment.getEnv(u"eth0.ipaddr"_s).isNull());
+    EXPECT_FALSE(environment.lookupConfig(u"config"_s));
     EXPECT_EQ(QDir(envPath).entryList(QDir::Files), QStringList());
 }
 
-TEST_F(FwUpdateSettingsFlashTest, ErasedFlashIsFilledByTheNextSave)
+TEST_F(BootEnvironmentFlashTest, ErasedFlashIsFilledByTheNextSave)
 {
     ASSERT_EQ(QProcess::execute(u"flash_eraseall"_s, {device}), 0);
-    FwUpdateSettings manager(u"ubifs_1_2"_s, nullptr);
+    LoadedEnvironment environment;
 
-    manager.setIp(u"10.0.0.3"_s);
-    manager.saveEnv();
+    environment.setIp(u"10.0.0.3"_s);
+    environment.saveEnv();
 
     EXPECT_EQ(flashed(u"config"_s), "#!/bin/sh\neth0.ipaddr=10.0.0.3\n");
 }

@@ -1,24 +1,20 @@
 #pragma once
 
 #include "bootenv/BareboxConfig.h"
-#include "firmware/FwUpdateSettings.h"
 #include "support/FakeTools.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QTemporaryDir>
-
-#include <memory>
 
 /** A boot environment whose tools are scripts and whose flash is a directory.
  *
  *  The tools work like the real ones until a test puts others in their places. */
-class BootEnvTest : public testing::Test
+class FakeFlash : public testing::Test
 {
 protected:
-    BootEnvTest()
+    FakeFlash()
     {
         using namespace Qt::StringLiterals;
 
@@ -33,18 +29,11 @@ protected:
     QString flashFile(const QString &name) const { return flashDirectory.filePath(name); }
     QString envFile(const QString &name) const { return envPath + name; }
 
-    /** Makes the object under test, and forgets the calls of its construction. */
-    void start()
-    {
-        construct();
-        tools.clearCalls();
-    }
-    void construct() { manager = std::make_unique<FwUpdateSettings>(QStringLiteral("ubifs_1_2"), nullptr); }
-
-    QStringList stores() const
+    /** The names of the stores below an object, sorted. */
+    static QStringList storesOf(const QObject &parent)
     {
         QStringList names;
-        for (const auto *store : manager->findChildren<BareboxConfig *>())
+        for (const auto *store : parent.findChildren<BareboxConfig *>())
             names.append(store->objectName());
         names.sort();
         return names;
@@ -58,5 +47,4 @@ protected:
 
     QTemporaryDir flashDirectory;
     FakeTools tools;
-    std::unique_ptr<FwUpdateSettings> manager;
 };

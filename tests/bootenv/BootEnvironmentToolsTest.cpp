@@ -1,6 +1,6 @@
 // The boot environment's way from the flash and back: which tools run, and what becomes of stores and files.
 
-#include "firmware/BootEnvTest.h"
+#include "BootEnvironmentFixture.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -11,13 +11,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-class FwUpdateSettingsEnvironmentTest : public BootEnvTest
+class BootEnvironmentToolsTest : public BootEnvironmentFixture
 {
 protected:
-    BareboxConfig *store(const QString &name) const { return manager->findChild<BareboxConfig *>(name); }
+    BareboxConfig *store(const QString &name) const { return parent->findChild<BareboxConfig *>(name); }
 };
 
-TEST_F(FwUpdateSettingsEnvironmentTest, StartWithoutTheDirectoryRemovesNothing)
+TEST_F(BootEnvironmentToolsTest, StartWithoutTheDirectoryRemovesNothing)
 {
     construct();
 
@@ -25,7 +25,7 @@ TEST_F(FwUpdateSettingsEnvironmentTest, StartWithoutTheDirectoryRemovesNothing)
     EXPECT_TRUE(QDir(envPath).exists());
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, StartDiscardsWhatTheDirectoryHeld)
+TEST_F(BootEnvironmentToolsTest, StartDiscardsWhatTheDirectoryHeld)
 {
     writeFile(envFile(u"leftover"_s), "a=1\n");
     writeFile(envFile(u"sub/leftover"_s), "a=1\n");
@@ -37,7 +37,7 @@ TEST_F(FwUpdateSettingsEnvironmentTest, StartDiscardsWhatTheDirectoryHeld)
     EXPECT_EQ(stores(), QStringList());
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, StartMakesAStoreOfEachFileAndSelectsConfig)
+TEST_F(BootEnvironmentToolsTest, StartMakesAStoreOfEachFileAndSelectsConfig)
 {
     writeFile(flashFile(u"boot"_s), "id=boot\n");
     writeFile(flashFile(u"config"_s), "id=config\n");
@@ -47,10 +47,10 @@ TEST_F(FwUpdateSettingsEnvironmentTest, StartMakesAStoreOfEachFileAndSelectsConf
 
     EXPECT_EQ(stores(), (QStringList{u"boot"_s, u"config"_s, u"system"_s}));
     EXPECT_EQ(store(u"system"_s)->get(u"id"_s), u"system"_s);
-    EXPECT_EQ(manager->getEnv(u"id"_s), u"config"_s);
+    EXPECT_EQ(environment->getEnv(u"id"_s), u"config"_s);
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, OldContentVanishesThoughTheFetchFails)
+TEST_F(BootEnvironmentToolsTest, OldContentVanishesThoughTheFetchFails)
 {
     writeFile(envFile(u"config"_s), "a=old\n");
     tools.add(u"bareboxenv"_s, "exit 1\n");
@@ -60,33 +60,33 @@ TEST_F(FwUpdateSettingsEnvironmentTest, OldContentVanishesThoughTheFetchFails)
     EXPECT_EQ(tools.calls(), (QStringList{removal, fetch}));
     EXPECT_FALSE(fileExists(envFile(u"config"_s)));
     EXPECT_EQ(stores(), QStringList());
-    EXPECT_TRUE(manager->getEnv(u"a"_s).isNull());
+    EXPECT_TRUE(environment->getEnv(u"a"_s).isNull());
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, FetchThatFailsHalfWayLeavesWhatItUnpacked)
+TEST_F(BootEnvironmentToolsTest, FetchThatFailsHalfWayLeavesWhatItUnpacked)
 {
     tools.add(u"bareboxenv"_s, "echo a=1 >\"$2/config\"\nkill -KILL $$\n");
 
     construct();
 
-    EXPECT_EQ(manager->getEnv(u"a"_s), u"1"_s);
+    EXPECT_EQ(environment->getEnv(u"a"_s), u"1"_s);
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, MissingToolsLeaveAllUnset)
+TEST_F(BootEnvironmentToolsTest, MissingToolsLeaveAllUnset)
 {
     FakeTools none;
     none.hideAllOthers();
 
     construct();
-    manager->addConfig(u"config"_s);
-    manager->setIp(u"10.0.0.1"_s);
-    manager->saveEnv();
+    environment->addConfig(u"config"_s);
+    environment->setIp(u"10.0.0.1"_s);
+    environment->saveEnv();
 
     EXPECT_EQ(stores(), QStringList{u"config"_s});
     EXPECT_EQ(readFile(envFile(u"config"_s)), "#!/bin/sh\neth0.ipaddr=10.0.0.1\n");
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, OnlyFilesBecomeStores)
+TEST_F(BootEnvironmentToolsTest, OnlyFilesBecomeStores)
 {
     tools.add(u"bareboxenv"_s,
               "mkdir \"$2/sub\"\nmkfifo \"$2/fifo\"\necho a=1 >\"$2/sub/inner\"\necho a=1 >\"$2/file\"\n");
@@ -96,7 +96,7 @@ TEST_F(FwUpdateSettingsEnvironmentTest, OnlyFilesBecomeStores)
     EXPECT_EQ(stores(), QStringList{u"file"_s});
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, SaveWritesTheStoresBeforeItTouchesTheFlash)
+TEST_F(BootEnvironmentToolsTest, SaveWritesTheStoresBeforeItTouchesTheFlash)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
     writeFile(flashFile(u"system"_s), "b=1\n");
@@ -105,7 +105,7 @@ TEST_F(FwUpdateSettingsEnvironmentTest, SaveWritesTheStoresBeforeItTouchesTheFla
     store(u"config"_s)->set(u"a"_s, u"2"_s);
     store(u"system"_s)->set(u"b"_s, u"2"_s);
 
-    manager->saveEnv();
+    environment->saveEnv();
 
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage}));
     EXPECT_EQ(readFile(flashFile(u"seen-by-erasure"_s)), "a=2\nb=2\n");
@@ -113,135 +113,135 @@ TEST_F(FwUpdateSettingsEnvironmentTest, SaveWritesTheStoresBeforeItTouchesTheFla
     EXPECT_EQ(readFile(flashFile(u"system"_s)), "b=2\n");
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, SavingTwiceFlashesTwice)
+TEST_F(BootEnvironmentToolsTest, SavingTwiceFlashesTwice)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
     start();
 
-    manager->saveEnv();
-    manager->saveEnv();
+    environment->saveEnv();
+    environment->saveEnv();
 
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage, erasure, storage}));
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, SaveWithoutTheStoresLeavesChangesInMemory)
+TEST_F(BootEnvironmentToolsTest, SaveWithoutTheStoresLeavesChangesInMemory)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
     start();
-    manager->setEnv(u"a"_s, u"2"_s);
+    environment->setEnv(u"a"_s, u"2"_s);
 
-    manager->saveEnvNoRestore();
+    environment->saveEnvNoRestore();
 
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage}));
     EXPECT_EQ(readFile(flashFile(u"config"_s)), "a=1\n");
     EXPECT_EQ(readFile(envFile(u"config"_s)), "a=1\n");
-    EXPECT_EQ(manager->getEnv(u"a"_s), u"2"_s);
+    EXPECT_EQ(environment->getEnv(u"a"_s), u"2"_s);
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, FailedErasureDoesNotStopTheWrite)
+TEST_F(BootEnvironmentToolsTest, FailedErasureDoesNotStopTheWrite)
 {
     for (const QByteArray &failure : {QByteArray("exit 1\n"), QByteArray("kill -KILL $$\n")}) {
         tools.add(u"flash_eraseall"_s, failure);
         start();
 
-        manager->saveEnvNoRestore();
+        environment->saveEnvNoRestore();
 
         EXPECT_EQ(tools.calls(), (QStringList{erasure, storage}));
     }
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, MissingErasureDoesNotStopTheWrite)
+TEST_F(BootEnvironmentToolsTest, MissingErasureDoesNotStopTheWrite)
 {
     start();
     FakeTools others;
     others.add(u"bareboxenv"_s);
     others.hideAllOthers();
 
-    manager->saveEnvNoRestore();
+    environment->saveEnvNoRestore();
 
     EXPECT_EQ(others.calls(), QStringList{storage});
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, LaterLoadKeepsTheStoresAndRenewsTheFiles)
+TEST_F(BootEnvironmentToolsTest, LaterLoadKeepsTheStoresAndRenewsTheFiles)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
     start();
-    manager->setEnv(u"a"_s, u"memory"_s);
+    environment->setEnv(u"a"_s, u"memory"_s);
     writeFile(flashFile(u"config"_s), "a=flash\nb=flash\n");
 
-    manager->loadEnv();
+    environment->loadEnv();
 
     EXPECT_EQ(tools.calls(), (QStringList{removal, fetch}));
     EXPECT_EQ(readFile(envFile(u"config"_s)), "a=flash\nb=flash\n");
     EXPECT_EQ(store(u"config"_s)->getAll(), (QVariantMap{{u"a"_s, u"memory"_s}}));
 
-    manager->saveEnv();
+    environment->saveEnv();
 
     EXPECT_EQ(readFile(flashFile(u"config"_s)), "a=memory\n");
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, LaterLoadAddsStoresForNewFiles)
+TEST_F(BootEnvironmentToolsTest, LaterLoadAddsStoresForNewFiles)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
     start();
     const BareboxConfig *const before = store(u"config"_s);
     writeFile(flashFile(u"extra"_s), "b=2\n");
 
-    manager->loadEnv();
+    environment->loadEnv();
 
     EXPECT_EQ(stores(), (QStringList{u"config"_s, u"extra"_s}));
     EXPECT_EQ(store(u"config"_s), before);
     EXPECT_EQ(store(u"extra"_s)->get(u"b"_s), u"2"_s);
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, LaterLoadSelectsTheFileThatIsListedLast)
+TEST_F(BootEnvironmentToolsTest, LaterLoadSelectsTheFileThatIsListedLast)
 {
     writeFile(flashFile(u"boot"_s), "id=boot\n");
     writeFile(flashFile(u"config"_s), "id=config\n");
     start();
-    manager->addConfig(u"unsaved"_s);
+    environment->addConfig(u"unsaved"_s);
 
-    manager->loadEnv();
+    environment->loadEnv();
 
-    EXPECT_EQ(manager->getEnv(u"id"_s), QDir(envPath).entryList(QDir::Files, QDir::NoSort).constLast());
+    EXPECT_EQ(environment->getEnv(u"id"_s), QDir(envPath).entryList(QDir::Files, QDir::NoSort).constLast());
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, NewStoreEntersTheFlashAtSaveAndOutlivesALoad)
+TEST_F(BootEnvironmentToolsTest, NewStoreEntersTheFlashAtSaveAndOutlivesALoad)
 {
     start();
-    manager->addConfig(u"extra"_s);
-    manager->setEnv(u"a"_s, u"1"_s);
+    environment->addConfig(u"extra"_s);
+    environment->setEnv(u"a"_s, u"1"_s);
 
-    manager->loadEnv();
+    environment->loadEnv();
     EXPECT_FALSE(fileExists(envFile(u"extra"_s)));
     EXPECT_EQ(store(u"extra"_s)->get(u"a"_s), u"1"_s);
-    manager->saveEnv();
+    environment->saveEnv();
 
     EXPECT_EQ(readFile(envFile(u"extra"_s)), "#!/bin/sh\na=1\n");
     EXPECT_EQ(readFile(flashFile(u"extra"_s)), "#!/bin/sh\na=1\n");
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, DeletedFileStaysInTheFlashUntilTheNextSave)
+TEST_F(BootEnvironmentToolsTest, DeletedFileStaysInTheFlashUntilTheNextSave)
 {
     writeFile(flashFile(u"system"_s), "a=1\n");
     start();
 
-    EXPECT_TRUE(manager->delConfig(u"system"_s));
+    EXPECT_TRUE(environment->delConfig(u"system"_s));
     EXPECT_FALSE(fileExists(envFile(u"system"_s)));
     EXPECT_TRUE(fileExists(flashFile(u"system"_s)));
     EXPECT_EQ(tools.calls(), QStringList());
-    manager->saveEnv();
+    environment->saveEnv();
 
     EXPECT_FALSE(fileExists(flashFile(u"system"_s)));
 }
 
-TEST_F(FwUpdateSettingsEnvironmentTest, DeletedFileComesBackWithALoadBeforeTheNextSave)
+TEST_F(BootEnvironmentToolsTest, DeletedFileComesBackWithALoadBeforeTheNextSave)
 {
     writeFile(flashFile(u"system"_s), "a=1\n");
     start();
-    ASSERT_TRUE(manager->delConfig(u"system"_s));
+    ASSERT_TRUE(environment->delConfig(u"system"_s));
 
-    manager->loadEnv();
+    environment->loadEnv();
 
     EXPECT_EQ(stores(), QStringList{u"system"_s});
 }
