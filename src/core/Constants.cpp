@@ -1,8 +1,8 @@
 #include "core/Constants.h"
 
-#include "base/BusObject.h"
 #include "bootenv/BareboxConfig.h"
-#include "firmware/FwUpdateSettings.h"
+#include "bootenv/BootEnvironment.h"
+#include "bootenv/BootEnvironmentOwner.h"
 
 #include <qmz/NodekeepGlobals.h>
 
@@ -11,11 +11,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString storeName = u"system"_s;
-
-FwUpdateSettings *updateManager()
-{
-    return objectOnBus<FwUpdateSettings>(qmz::NodekeepGlobals::LOADER_PATH);
-}
 
 } // namespace
 
@@ -26,19 +21,19 @@ Constants::Constants(QObject *parent) : QObject(parent)
 
 BareboxConfig *Constants::store()
 {
-    FwUpdateSettings *const manager = updateManager();
-    if (!manager)
+    BootEnvironment *const environment = bootEnvironmentOnBus();
+    if (!environment)
         return nullptr;
-    if (auto *const config = manager->findChild<BareboxConfig *>(storeName))
+    if (BareboxConfig *const config = environment->findConfig(storeName))
         return config;
-    manager->addConfig(storeName);
-    return manager->findChild<BareboxConfig *>(storeName);
+    environment->addConfig(storeName);
+    return environment->findConfig(storeName);
 }
 
 void Constants::saveStores()
 {
-    if (FwUpdateSettings *const manager = updateManager())
-        manager->saveEnv();
+    if (BootEnvironment *const environment = bootEnvironmentOnBus())
+        environment->saveEnv();
 }
 
 bool Constants::set(const QString &name, const QString &value)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bootenv/BootEnvironment.h"
+#include "bootenv/BootEnvironmentOwner.h"
 
 #include <QList>
 #include <QObject>
@@ -33,7 +34,7 @@ struct udev_device;
  *
  *  Calls that run tools block the whole service while the tools run, up to 30 seconds each where nothing else is said,
  *  and tell nobody how it went. */
-class FwUpdateSettings : public QObject
+class FwUpdateSettings : public QObject, public BootEnvironmentOwner
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "local.FwUpdateSettings")
@@ -63,7 +64,7 @@ public:
     NandUpdate *addNandUpdate(const QString &path, const QString &version, const QString &releasename,
                               const QString &svnversion, const QString &minUpdaterVer, const QString &date);
 
-    QString ethernetAddress() { return environment.ethernetAddress(); }
+    BootEnvironment *bootEnvironment() override { return &environment; }
 
 Q_SIGNALS:
     /** The data partition is to be scanned. */

@@ -1,12 +1,10 @@
 #include "network/NetworkInterface.h"
 
-#include "base/BusObject.h"
 #include "base/BusSignal.h"
 #include "base/KernelHostname.h"
-#include "firmware/FwUpdateSettings.h"
+#include "bootenv/BootEnvironment.h"
+#include "bootenv/BootEnvironmentOwner.h"
 #include "network/AddressText.h"
-
-#include <qmz/NodekeepGlobals.h>
 
 #include <QDBusArgument>
 
@@ -57,9 +55,10 @@ void NetworkInterface::setDhcp(bool wanted)
 
 QString NetworkInterface::macAddress() const
 {
-    auto *const updateManager = objectOnBus<FwUpdateSettings>(qmz::NodekeepGlobals::LOADER_PATH);
-    if (!updateManager)
+    BootEnvironment *const environment = bootEnvironmentOnBus();
+    if (!environment)
         return {};
-    updateManager->lookupConfig(u"config"_s);
-    return updateManager->getEnv(u"eth0.ethaddr"_s);
+    // Not by ethernetAddress(), which makes a main store where there is none.
+    environment->lookupConfig(mainConfig);
+    return environment->getEnv(u"eth0.ethaddr"_s);
 }

@@ -2,13 +2,12 @@
 
 #include "system/System.h"
 
-#include "base/BusObject.h"
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
-#include "firmware/FwUpdateSettings.h"
+#include "bootenv/BootEnvironment.h"
+#include "bootenv/BootEnvironmentOwner.h"
 #include "system/PasswordResetFile.h"
 
-#include <qmz/NodekeepGlobals.h>
 #include <qmz/SystemEvent.h>
 
 #include <QDir>
@@ -61,10 +60,10 @@ bool System::resetWebPassword(const QString &file)
     if (QString::fromLocal8Bit(made.hostname) != hostname)
         return refuse(SystemEvent::pwResetHostnameError);
 
-    auto *const updateManager = objectOnBus<FwUpdateSettings>(qmz::NodekeepGlobals::LOADER_PATH);
-    if (!updateManager)
+    BootEnvironment *const environment = bootEnvironmentOnBus();
+    if (!environment)
         return refuse(SystemEvent::pwResetFileError);
-    if (updateManager->ethernetAddress().toLocal8Bit() != made.mac)
+    if (environment->ethernetAddress().toLocal8Bit() != made.mac)
         return refuse(SystemEvent::pwResetMacError);
 
     guiLevel3.set(u"pw"_s, u""_s);

@@ -1,7 +1,9 @@
 // Resetting the web password. What gpg says is made up here; the system tests ask the real one.
 
-#include "firmware/UpdateManagerFixture.h"
-#include "system/SystemFixture.h"
+#include "SystemFixture.h"
+
+#include "bootenv/FakeFlash.h"
+#include "bootenv/OwnerOnBus.h"
 
 #include "support/QtPrinting.h"
 
@@ -23,7 +25,7 @@ QStringList event(const QString &name)
     return {u"SystemEvent."_s + name + u"(\"/\")"_s};
 }
 
-class SystemPasswordResetTest : public UpdateManagerFixture
+class SystemPasswordResetTest : public FakeFlash
 {
 protected:
     void SetUp() override
@@ -36,7 +38,7 @@ protected:
         writeFile(store, stored);
         acceptAll();
         writeFile(file, "hostname=node-1\nmac=02:00:5E:10:00:01\n");
-        construct();
+        owner = std::make_unique<OwnerOnBus>();
         system = std::make_unique<System>(nullptr);
         tools.clearCalls();
         clearPlatformCalls();
@@ -64,6 +66,7 @@ protected:
     const QStringList others{u"/etc/guiLevel1"_s, u"/etc/guiLevel2"_s, u"/etc/guiSystem"_s};
     QTemporaryDir directory;
     const QString file = directory.filePath(u"reset"_s);
+    std::unique_ptr<OwnerOnBus> owner;
     std::unique_ptr<System> system;
 };
 
@@ -202,7 +205,7 @@ TEST_F(SystemPasswordResetTest, HostNameIsComparedFirst)
 
 TEST_F(SystemPasswordResetTest, RefusesWithoutAnAddressInTheBootEnvironment)
 {
-    manager->setEnv(u"eth0.ethaddr"_s, u""_s);
+    owner->environment.setEnv(u"eth0.ethaddr"_s, u""_s);
 
     expectRefused(u"pwResetMacError"_s);
 }
@@ -211,18 +214,18 @@ TEST_F(SystemPasswordResetTest, MakesTheStoreOfTheBootEnvironmentWhereItIsMissin
 {
     removeAll(flashFile(u"config"_s));
     removeAll(envFile(u"config"_s));
-    manager.reset();
-    construct();
-    EXPECT_FALSE(stores().contains(u"config"_s));
+    owner.reset();
+    owner = std::make_unique<OwnerOnBus>();
+    EXPECT_FALSE(storesOf(*owner).contains(u"config"_s));
 
     expectRefused(u"pwResetMacError"_s);
 
-    EXPECT_TRUE(stores().contains(u"config"_s));
+    EXPECT_TRUE(storesOf(*owner).contains(u"config"_s));
 }
 
 TEST_F(SystemPasswordResetTest, RefusesWithoutAnUpdateManager)
 {
-    manager.reset();
+    owner.reset();
 
     expectRefused(u"pwResetFileError"_s);
 }
