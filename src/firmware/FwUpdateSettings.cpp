@@ -2,6 +2,8 @@
 
 #include "base/BusSignal.h"
 #include "firmware/NandUpdate.h"
+#include "plc/PlcBackup.h"
+#include "plc/PlcReset.h"
 
 #include <qmz/NodekeepGlobals.h>
 
@@ -38,4 +40,19 @@ FwUpdateSettings::~FwUpdateSettings()
     scanThread.wait();
     // From here on children go one by one, and the list with them is of no use to anybody.
     clearNandUpdates();
+}
+
+QString FwUpdateSettings::createCodesysTarball()
+{
+    return ::createCodesysTarball();
+}
+
+bool FwUpdateSettings::restoreCodesysFromTarball(const QString &file)
+{
+    return ::restoreCodesysFromTarball(file);
+}
+
+void FwUpdateSettings::restartCodesys()
+{
+    ::restartCodesys();
 }

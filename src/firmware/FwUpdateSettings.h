@@ -94,20 +94,9 @@ public Q_SLOTS:
     bool getFactoryInit() const { return factoryInit; }
     bool getFwUpdated() const { return fwUpdated; }
 
-    /** Packs the PLC runtime's applications and files into a gzipped tar archive below /tmp, which belongs to the
-     *  caller. The runtime has to be on the bus and keeps running; a file that it names and that is missing makes the
-     *  backup fail.
-     *  @return path of the archive; null on failure. After 30 seconds tar is ended and the archive is returned as it is
-     *          then. */
+    // The PLC runtime's applications; see PlcBackup and PlcReset.
     QString createCodesysTarball();
-    /** Stops the PLC runtime, replaces its applications by those of a backup and starts it anew.
-     *
-     *  The old applications, each with the event codesysFileRemoved, and the archive are removed in any case. On an
-     *  archive that can't be unpacked the runtime stays stopped.
-     *  @param file path of a backup on the device
-     *  @return whether the archive was unpacked and the runtime's configuration was opened */
     bool restoreCodesysFromTarball(const QString &file);
-    /** Stops and starts the PLC runtime, without waiting for either. */
     void restartCodesys();
 
     /** Deletes every firmware but the one that was numbered last; all of them when that one is gone or incomplete.
@@ -156,10 +145,6 @@ private:
     bool restoreFromNodekeep();
     void linkPublicFiles();
     static void applyInterfacesToConnman();
-
-    static bool saveCodesysState();
-    static bool patchCodesysConfig();
-    static QStringList codesysFileMapList();
 
     bool factoryInit = false;
     BootEnvironment environment{this};

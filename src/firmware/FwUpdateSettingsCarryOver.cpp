@@ -6,7 +6,7 @@
 #include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
 #include "plc/ApplicationFiles.h"
-#include "plc/ApplicationList.h"
+#include "plc/PlcApplications.h"
 
 #include <qmz/NodekeepGlobals.h>
 
@@ -83,19 +83,6 @@ QString storePath(const CarriedFile &file)
 QString livePath(const CarriedFile &file, const QString &envPath)
 {
     return (file.directory.isNull() ? envPath : file.directory.toString()) + nameOf(file);
-}
-
-/** Enters the default application into the PLC runtime's configuration, if its boot application is there. */
-void enterDefaultApplication()
-{
-    if (!QFileInfo(plcDirectory + u"Application.app"_s).isFile())
-        return;
-    QFile configuration;
-    if (!openRegularFile(configuration, plcConfigurationPath, QIODevice::ReadWrite))
-        return;
-    const std::optional<QByteArray> patched = withDefaultApplication(configuration.readAll());
-    if (patched && configuration.seek(0))
-        configuration.write(*patched);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "system/System.h"
 
 #include "base/BusSignal.h"
+#include "plc/PlcReset.h"
 
 #include <QDBusConnection>
 
@@ -62,6 +63,11 @@ QString System::oztReleasename() const
 QString System::oztBuildtime() const
 {
     return versionConf.getTrimmed(u"BUILDTIME"_s);
+}
+
+bool System::resetCodesys()
+{
+    return ::resetCodesys();
 }
 
 void System::isOnline(bool nowOnline)

@@ -65,9 +65,7 @@ public Q_SLOTS:
      *  @param file path of a clear-signed text; deleted after a success, else left where it is
      *  @return whether the password was reset. That it could be saved is not made sure of. */
     bool resetWebPassword(const QString &file);
-    /** Removes the PLC runtime's applications, each with the event codesysFileRemoved, and restarts the runtime. The
-     *  files go even where the device has no runtime; one that can't be removed stays, and nobody is told.
-     *  @return whether the device has a PLC runtime */
+    /** See PlcReset. */
     bool resetCodesys();
 
     /** Signals with the LEDs of this device for some seconds; 10 when `timeInSec` is not above 0. */

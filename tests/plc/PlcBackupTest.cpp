@@ -1,5 +1,7 @@
 // Backups of the PLC runtime's files, made with the device's own tar.
 
+#include "plc/PlcBackup.h"
+
 #include "plc/PlcTest.h"
 #include "support/Messages.h"
 
@@ -36,7 +38,7 @@ protected:
     /** The backup fails, no archive stays, and no list file. */
     void expectFailure()
     {
-        EXPECT_TRUE(manager->createCodesysTarball().isNull());
+        EXPECT_TRUE(createCodesysTarball().isNull());
         EXPECT_EQ(archives(), QStringList());
         EXPECT_FALSE(fileExists(path(u"qmz.cfg"_s)));
     }
@@ -50,7 +52,7 @@ TEST_F(PlcBackupTest, HoldsWhatTheMapAndTheRuntimeNameAndTheListFile)
     expected[u"qmz.cfg"_s] = "3.5.14.10\nOne\nTwo\n";
     const FakePlcRuntime runtime({u"One"_s, u"Two"_s}, u"3.5.14.10"_s);
 
-    const QString archive = manager->createCodesysTarball();
+    const QString archive = createCodesysTarball();
 
     EXPECT_EQ(content(archive), expected);
     EXPECT_FALSE(fileExists(path(u"qmz.cfg"_s)));
@@ -65,7 +67,7 @@ TEST_F(PlcBackupTest, CallsTarWithEachNameOnceAndLogsTheCall)
     const FakePlcRuntime runtime({u"One"_s, u"Two"_s, u"One"_s}, 35);
     const Messages messages;
 
-    const QString archive = manager->createCodesysTarball();
+    const QString archive = createCodesysTarball();
 
     const QStringList arguments{u"-f"_s,      archive,         u"-C"_s,      u"/srv/codesys"_s,
                                 u"-cz"_s,     u"recipe.txt"_s, u"One.app"_s, u"SysFileMap.cfg"_s,
@@ -81,8 +83,8 @@ TEST_F(PlcBackupTest, ArchivesHaveNamesOfTheirOwn)
     const FakePlcRuntime runtime({u"One"_s});
     const QRegularExpression form(u"^/tmp/[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\\.tar\\.gz$"_s);
 
-    const QString first = manager->createCodesysTarball();
-    const QString second = manager->createCodesysTarball();
+    const QString first = createCodesysTarball();
+    const QString second = createCodesysTarball();
 
     EXPECT_TRUE(form.match(first).hasMatch()) << qPrintable(first);
     EXPECT_TRUE(form.match(second).hasMatch()) << qPrintable(second);
@@ -95,7 +97,7 @@ TEST_F(PlcBackupTest, NumberAsVersionIsWrittenInDecimal)
     writeRuntimeFiles();
     const FakePlcRuntime runtime({}, 35);
 
-    EXPECT_EQ(content(manager->createCodesysTarball()).value(u"qmz.cfg"_s), "35\n");
+    EXPECT_EQ(content(createCodesysTarball()).value(u"qmz.cfg"_s), "35\n");
 }
 
 TEST_F(PlcBackupTest, EndOfALongerListFileStays)
@@ -104,7 +106,7 @@ TEST_F(PlcBackupTest, EndOfALongerListFileStays)
     write(u"qmz.cfg"_s, "1\nLonger\nThan that\n");
     const FakePlcRuntime runtime({u"One"_s}, 35);
 
-    EXPECT_EQ(content(manager->createCodesysTarball()).value(u"qmz.cfg"_s), "35\nOne\nr\nThan that\n");
+    EXPECT_EQ(content(createCodesysTarball()).value(u"qmz.cfg"_s), "35\nOne\nr\nThan that\n");
 }
 
 TEST_F(PlcBackupTest, DirectoryWithFifoInsideHoldsNobodyUp)
@@ -113,7 +115,7 @@ TEST_F(PlcBackupTest, DirectoryWithFifoInsideHoldsNobodyUp)
     ASSERT_EQ(::mkfifo("/srv/codesys/visu/fifo", 0600), 0);
     const FakePlcRuntime runtime({u"One"_s});
 
-    EXPECT_FALSE(manager->createCodesysTarball().isNull());
+    EXPECT_FALSE(createCodesysTarball().isNull());
 }
 
 TEST_F(PlcBackupTest, MapThatIsAFifoNamesNothing)
@@ -124,7 +126,7 @@ TEST_F(PlcBackupTest, MapThatIsAFifoNamesNothing)
     tools.add(u"tar"_s);
     const FakePlcRuntime runtime;
 
-    EXPECT_FALSE(manager->createCodesysTarball().isNull());
+    EXPECT_FALSE(createCodesysTarball().isNull());
 
     EXPECT_TRUE(tools.calls().value(0).endsWith(u"-cz SysFileMap.cfg visu PlcLogic qmz.cfg"_s));
 }
@@ -148,7 +150,7 @@ TEST_P(PlcOptionLikeNameTest, IsAFileLikeAnyOther)
     write(name + u".crc"_s, "sum");
     const FakePlcRuntime runtime({name});
 
-    const QMap<QString, QByteArray> backup = content(manager->createCodesysTarball());
+    const QMap<QString, QByteArray> backup = content(createCodesysTarball());
 
     EXPECT_EQ(backup.value(name), "of the map");
     EXPECT_EQ(backup.value(name + u".app"_s), "code");
@@ -171,7 +173,7 @@ TEST_F(PlcBackupTest, FailsWithoutTheRuntimeAndLeavesTheListFile)
     write(u"qmz.cfg"_s, "old\n");
     tools.add(u"tar"_s);
 
-    EXPECT_TRUE(manager->createCodesysTarball().isNull());
+    EXPECT_TRUE(createCodesysTarball().isNull());
 
     EXPECT_EQ(readFile(path(u"qmz.cfg"_s)), "old\n");
     EXPECT_EQ(archives(), QStringList());
@@ -190,7 +192,7 @@ TEST_F(PlcBackupTest, FailsWhenTheRuntimeFailsOrLies)
     expectFailure();
 
     runtime.answer(u"version"_s, {35});
-    EXPECT_FALSE(manager->createCodesysTarball().isNull());
+    EXPECT_FALSE(createCodesysTarball().isNull());
 }
 
 TEST_F(PlcBackupTest, FailsWhenAFileOfAnApplicationIsMissing)
@@ -230,7 +232,7 @@ TEST_F(PlcBackupTest, FailsWhenTheListFileCanNotBeOpened)
     tools.add(u"tar"_s);
     const FakePlcRuntime runtime({u"One"_s});
 
-    EXPECT_TRUE(manager->createCodesysTarball().isNull());
+    EXPECT_TRUE(createCodesysTarball().isNull());
 
     EXPECT_EQ(tools.calls(), QStringList());
     EXPECT_TRUE(fileExists(path(u"qmz.cfg"_s)));

@@ -1,5 +1,7 @@
 // A tar that hangs, in either direction: 30 seconds each.
 
+#include "plc/PlcBackup.h"
+
 #include "plc/PlcTest.h"
 
 #include <QElapsedTimer>
@@ -35,7 +37,7 @@ TEST_F(PlcOverrunTest, BackupReturnsTheIncompleteArchive)
     tools.add(u"tar"_s, "echo half >\"$2\"\necho $$ >" + QFile::encodeName(idFile) + "\nexec sleep 600\n");
     const FakePlcRuntime runtime({u"One"_s});
 
-    const QString archive = manager->createCodesysTarball();
+    const QString archive = createCodesysTarball();
 
     expectOverrun(idFile);
     EXPECT_EQ(readFile(archive), "half\n");
@@ -52,7 +54,7 @@ TEST_F(PlcOverrunTest, RestoreGoesOnWithWhatIsUnpacked)
     tools.add(u"tar"_s, "printf '35\\nHalf\\n' >/srv/codesys/qmz.cfg\necho $$ >" + QFile::encodeName(idFile) +
                             "\nexec sleep 600\n");
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(archive));
+    EXPECT_TRUE(restoreCodesysFromTarball(archive));
 
     expectOverrun(idFile);
     EXPECT_FALSE(fileExists(archive));

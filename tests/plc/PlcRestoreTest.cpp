@@ -1,5 +1,7 @@
 // Backups that are put back, with the device's own tar.
 
+#include "plc/PlcBackup.h"
+
 #include "plc/PlcTest.h"
 
 #include <QProcess>
@@ -47,12 +49,12 @@ TEST_F(PlcRestoreTest, BackupComesBackFileByFile)
     QString archive;
     {
         const FakePlcRuntime runtime({u"One"_s, u"Two"_s}, 35);
-        archive = manager->createCodesysTarball();
+        archive = createCodesysTarball();
     }
     removeAll(directory);
     ASSERT_TRUE(QDir().mkdir(directory));
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(archive));
+    EXPECT_TRUE(restoreCodesysFromTarball(archive));
 
     EXPECT_EQ(tree(directory), expected);
     EXPECT_EQ(readFile(configuration), "[CmpApp]\nApplication.1=One\nApplication.2=Two\nx=y\n");
@@ -72,7 +74,7 @@ TEST_F(PlcRestoreTest, StopsRemovesUnpacksEntersAndStartsInThatOrder)
                     QString::number(readFile(configuration).contains("New")));
     });
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(archive));
+    EXPECT_TRUE(restoreCodesysFromTarball(archive));
     onPlatformCall({});
 
     EXPECT_EQ(seen,
@@ -87,7 +89,7 @@ TEST_F(PlcRestoreTest, OldApplicationsGoWithAnEventEachAndOthersStay)
         write(name, "old");
     write(u"visu/D.app"_s, "old");
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(packList("35\n")));
+    EXPECT_TRUE(restoreCodesysFromTarball(packList("35\n")));
 
     EXPECT_THAT(tree(directory).keys(),
                 testing::UnorderedElementsAre(u"PlcLogic"_s, u"PlcLogic/sub"_s, u"visu"_s, u"visu/D.app"_s,
@@ -102,7 +104,7 @@ TEST_F(PlcRestoreTest, EndOfALongerConfigurationStays)
 {
     writeFile(configuration, "[CmpApp]\nApplication.1=AVeryLongName\nx=y\n");
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(packList("35\nB\n")));
+    EXPECT_TRUE(restoreCodesysFromTarball(packList("35\nB\n")));
 
     EXPECT_EQ(readFile(configuration), "[CmpApp]\nApplication.1=B\nx=y\nongName\nx=y\n");
 }
@@ -111,7 +113,7 @@ TEST_F(PlcRestoreTest, ConfigurationWithoutTheSectionStaysAndIsNoFailure)
 {
     writeFile(configuration, "Application.1=a\n");
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(packList("35\nNew\n")));
+    EXPECT_TRUE(restoreCodesysFromTarball(packList("35\nNew\n")));
 
     EXPECT_EQ(readFile(configuration), "Application.1=a\n");
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
@@ -121,7 +123,7 @@ TEST_F(PlcRestoreTest, MissingConfigurationIsMadeEmpty)
 {
     removeAll(configuration);
 
-    EXPECT_TRUE(manager->restoreCodesysFromTarball(packList("35\nNew\n")));
+    EXPECT_TRUE(restoreCodesysFromTarball(packList("35\nNew\n")));
 
     EXPECT_EQ(readFile(configuration), "");
 }
@@ -136,7 +138,7 @@ TEST_F(PlcRestoreTest, UnopenedConfigurationFailsAndTheRuntimeStarts)
         }
         clearPlatformCalls();
 
-        EXPECT_FALSE(manager->restoreCodesysFromTarball(packList("35\nNew\n")));
+        EXPECT_FALSE(restoreCodesysFromTarball(packList("35\nNew\n")));
 
         EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
         EXPECT_FALSE(fileExists(archivePath()));
@@ -147,7 +149,7 @@ TEST_F(PlcRestoreTest, ArchiveWithoutListFailsAndTheRuntimeStarts)
 {
     writeFile(source.filePath(u"New.app"_s), "new");
 
-    EXPECT_FALSE(manager->restoreCodesysFromTarball(pack({u"New.app"_s})));
+    EXPECT_FALSE(restoreCodesysFromTarball(pack({u"New.app"_s})));
 
     EXPECT_EQ(readFile(path(u"New.app"_s)), "new");
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
@@ -171,7 +173,7 @@ TEST_P(PlcBadArchiveTest, LeavesTheRuntimeStoppedAndItsApplicationsAndTheArchive
     write(u"qmz.cfg"_s, "35\nNew\n");
     GetParam().put(archivePath());
 
-    EXPECT_FALSE(manager->restoreCodesysFromTarball(archivePath()));
+    EXPECT_FALSE(restoreCodesysFromTarball(archivePath()));
 
     EXPECT_EQ(platformCallTexts(),
               (QStringList{stopCall, u"SystemEvent.codesysFileRemoved(\"Old.app\", \"/loader\")"_s}));
@@ -202,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(PlcRestoreTest, DirectoryInTheArchivesPlaceFailsAndStays)
 {
-    EXPECT_FALSE(manager->restoreCodesysFromTarball(temporary.path()));
+    EXPECT_FALSE(restoreCodesysFromTarball(temporary.path()));
 
     EXPECT_TRUE(QDir(temporary.path()).exists());
     EXPECT_EQ(platformCallTexts(), QStringList{stopCall});
@@ -213,7 +215,7 @@ TEST_F(PlcRestoreTest, WithoutTarFails)
     const QString archive = packList("35\nNew\n");
     tools.hideAllOthers();
 
-    EXPECT_FALSE(manager->restoreCodesysFromTarball(archive));
+    EXPECT_FALSE(restoreCodesysFromTarball(archive));
 
     EXPECT_FALSE(fileExists(archivePath()));
     EXPECT_EQ(platformCallTexts(), QStringList{stopCall});
@@ -223,7 +225,7 @@ TEST_F(PlcRestoreTest, KilledTarFails)
 {
     tools.add(u"tar"_s, "kill -9 $$\n");
 
-    EXPECT_FALSE(manager->restoreCodesysFromTarball(packList("35\nNew\n")));
+    EXPECT_FALSE(restoreCodesysFromTarball(packList("35\nNew\n")));
 
     EXPECT_EQ(platformCallTexts(), QStringList{stopCall});
 }
@@ -251,7 +253,7 @@ TEST_P(PlcEscapeTest, WritesNothingOutside)
     ASSERT_TRUE(listing.waitForFinished());
     ASSERT_FALSE(listing.readAllStandardOutput().startsWith("evil"));
 
-    static_cast<void>(manager->restoreCodesysFromTarball(archive));
+    static_cast<void>(restoreCodesysFromTarball(archive));
 
     EXPECT_FALSE(fileExists(GetParam().target));
     EXPECT_FALSE(fileExists(archive));
@@ -273,57 +275,10 @@ TEST_F(PlcRestoreTest, LinkThatLeadsOutsideIsNotFollowed)
     writeFile(source.filePath(u"evil"_s), "evil");
     const QString archive = pack({u"--transform=s,evil,link/evil,"_s, u"link"_s, u"evil"_s});
 
-    static_cast<void>(manager->restoreCodesysFromTarball(archive));
+    static_cast<void>(restoreCodesysFromTarball(archive));
 
     EXPECT_EQ(tree(u"/srv/outside"_s), (QMap<QString, QByteArray>()));
     removeAll(u"/srv/outside"_s);
-}
-
-TEST_F(PlcRestoreTest, UploadedBackupIsRestoredAndShown)
-{
-    const QString uploaded = temporary.filePath(u"my-codesys.tgz"_s);
-    ASSERT_TRUE(QFile::rename(packList("35\nNew\n"), uploaded));
-
-    ASSERT_TRUE(QMetaObject::invokeMethod(manager.get(), "fileUploaded", Q_ARG(QString, uploaded),
-                                          Q_ARG(QString, u"plant.tgz"_s)));
-
-    EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall, u"SysCfgAccess.startLedEffect(60, 5)"_s}));
-    EXPECT_EQ(readFile(configuration), "[CmpApp]\nApplication.1=New\nx=y\n");
-}
-
-TEST_F(PlcRestoreTest, UploadedBackupThatFailsIsNotShown)
-{
-    const QString uploaded = temporary.filePath(u"codesys.tgz"_s);
-    writeFile(uploaded, "no archive");
-
-    ASSERT_TRUE(
-        QMetaObject::invokeMethod(manager.get(), "fileUploaded", Q_ARG(QString, uploaded), Q_ARG(QString, u""_s)));
-
-    EXPECT_EQ(platformCallTexts(), QStringList{stopCall});
-    EXPECT_FALSE(fileExists(uploaded));
-}
-
-TEST_F(PlcRestoreTest, UploadOfAnotherNameIsIgnored)
-{
-    for (const QString &name : {u"Codesys.tgz"_s, u"codesys.tar.gz"_s, u"codesys.tgz.part"_s}) {
-        const QString uploaded = temporary.filePath(name);
-        writeFile(uploaded, "x");
-
-        ASSERT_TRUE(QMetaObject::invokeMethod(manager.get(), "fileUploaded", Q_ARG(QString, uploaded),
-                                              Q_ARG(QString, u"codesys.tgz"_s)));
-
-        EXPECT_TRUE(fileExists(uploaded));
-    }
-    EXPECT_EQ(platformCallTexts(), QStringList());
-}
-
-TEST_F(PlcRestoreTest, RestartStopsAndStartsAlsoWithoutARuntime)
-{
-    setHasCodesys(false);
-
-    manager->restartCodesys();
-
-    EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
 }
 
 } // namespace

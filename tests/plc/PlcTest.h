@@ -1,17 +1,20 @@
 #pragma once
 
 #include "fake/FakePlatform.h"
-#include "firmware/UpdateManagerFixture.h"
 #include "plc/FakePlcRuntime.h"
+#include "support/FakeTools.h"
 #include "support/QtPrinting.h"
+#include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
 
+#include <QDir>
 #include <QDirIterator>
 #include <QMap>
+#include <QTemporaryDir>
 
-/** A device with a PLC runtime's files and a manager that has started. No runtime is on the bus. */
-class PlcTest : public UpdateManagerFixture
+/** A device with a PLC runtime's files. No runtime is on the bus. */
+class PlcTest : public testing::Test
 {
 protected:
     PlcTest()
@@ -22,7 +25,6 @@ protected:
         removeAll(u"/CODESYSControl"_s);
         EXPECT_TRUE(QDir().mkpath(directory + u"visu"_s) && QDir().mkpath(directory + u"PlcLogic/sub"_s));
         EXPECT_TRUE(QDir().mkdir(u"/CODESYSControl"_s));
-        start();
         clearPlatformCalls();
     }
     ~PlcTest() override
@@ -65,5 +67,6 @@ protected:
     }
 
     const QString directory = QStringLiteral("/srv/codesys/");
+    FakeTools tools;
     const QString configuration = QStringLiteral("/CODESYSControl/CODESYSControl.cfg");
 };

@@ -112,6 +112,17 @@ TEST_F(SystemBusTest, VersionRecordCannotBeWritten)
     EXPECT_EQ(client.setProperty(path, interfaceName, u"oztversion"_s, u"2"_s).type(), QDBusMessage::ErrorMessage);
 }
 
+TEST_F(SystemBusTest, PlcRuntimeIsReset)
+{
+    setHasCodesys(true);
+
+    EXPECT_EQ(client.value(path, interfaceName, u"resetCodesys"_s), true);
+
+    EXPECT_EQ(platformCallTexts(),
+              (QStringList{u"Upstart.stop(\"codesys\", false)"_s, u"Upstart.start(\"codesys\", false)"_s}));
+    resetFakePlatform();
+}
+
 TEST_F(SystemBusTest, ProtectedSlotsAreNotCallable)
 {
     const QList<std::pair<QString, QVariantList>> calls{{u"hostnameChanged"_s, {u"/"_s}},

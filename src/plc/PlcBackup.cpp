@@ -1,14 +1,14 @@
-// Backup and restore of the PLC runtime's applications.
-
-#include "firmware/FwUpdateSettings.h"
+#include "plc/PlcBackup.h"
 
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
 #include "plc/ApplicationFiles.h"
-#include "plc/ApplicationList.h"
+#include "plc/PlcApplications.h"
+#include "plc/PlcReset.h"
 #include "plc/PlcRuntime.h"
+#include "plc/SysFileMap.h"
 
-#include <qmz/Upstart.h>
+#include <qmz/NodekeepGlobals.h>
 
 #include <QDebug>
 #include <QFileInfo>
@@ -40,30 +40,36 @@ bool hasSucceeded(const QProcess &tool)
     return tool.error() != QProcess::FailedToStart && tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0;
 }
 
-} // namespace
-
-QString FwUpdateSettings::createCodesysTarball()
+QStringList codesysFileMapList()
 {
-    QStringList names = codesysFileMapList();
+    const std::optional<QByteArray> map = readRegularFile(plcDirectory + u"SysFileMap.cfg"_s);
+    return map ? sysFileMapNames(*map) : QStringList();
+}
+
+/** The names of all that a backup holds, the list file included, each once.
+ *  @param names of the files that the runtime's map lists */
+QStringList backupNames(QStringList names, const QStringList &applications)
+{
     names << u"SysFileMap.cfg"_s << u"visu"_s << u"PlcLogic"_s;
-
-    const std::optional<PlcState> state = askPlcRuntime();
-    if (!state)
-        return {};
-    QFile list;
-    if (!openRegularFile(list, plcApplicationListPath, QIODevice::ReadWrite))
-        return {};
-    list.write(listFileText(state->version.toString(), state->applications));
-    list.close();
-
-    for (const QString &application : state->applications)
+    for (const QString &application : applications)
         names << application + u".app"_s << application + u".crc"_s;
     names << u"qmz.cfg"_s;
     names.removeDuplicates();
+    return names;
+}
+
+} // namespace
+
+QString createCodesysTarball()
+{
+    const QStringList listed = codesysFileMapList();
+    const std::optional<PlcState> state = askPlcRuntime();
+    if (!state || !writeApplicationList(state->version.toString(), state->applications))
+        return {};
 
     QString archive = newArchivePath();
     QStringList arguments{u"-f"_s, archive, u"-C"_s, u"/srv/codesys"_s, u"-cz"_s};
-    for (const QString &name : std::as_const(names))
+    for (const QString &name : backupNames(listed, state->applications))
         arguments << asFileArgument(name);
     qDebug() << arguments;
     QProcess tar;
@@ -77,10 +83,10 @@ QString FwUpdateSettings::createCodesysTarball()
     return {};
 }
 
-bool FwUpdateSettings::restoreCodesysFromTarball(const QString &file)
+bool restoreCodesysFromTarball(const QString &file)
 {
-    Upstart::stop(u"codesys"_s, false);
-    removePlcApplicationFiles(u"/loader"_s);
+    stopCodesys();
+    removePlcApplicationFiles(qmz::NodekeepGlobals::LOADER_PATH);
 
     // tar would wait for the other end of a FIFO.
     const QFileInfo archive(file);
@@ -94,6 +100,6 @@ bool FwUpdateSettings::restoreCodesysFromTarball(const QString &file)
 
     // A tar that overruns goes on meanwhile; it ends with this function.
     const bool isPatched = patchCodesysConfig();
-    Upstart::start(u"codesys"_s, false);
+    startCodesys();
     return isPatched;
 }

@@ -1,8 +1,8 @@
-// The reset of the PLC runtime.
+#include "plc/PlcReset.h"
 
-#include "support/BusClient.h"
+#include "fake/FakePlatform.h"
 #include "support/QtPrinting.h"
-#include "system/SystemFixture.h"
+#include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
 
@@ -16,7 +16,7 @@ const QString stopCall = u"Upstart.stop(\"codesys\", false)"_s;
 const QString startCall = u"Upstart.start(\"codesys\", false)"_s;
 const QString plcDirectory = u"/srv/codesys/"_s;
 
-class SystemPlcTest : public SystemFixture
+class PlcResetTest : public testing::Test
 {
 protected:
     void SetUp() override
@@ -24,7 +24,6 @@ protected:
         removeAll(plcDirectory);
         ASSERT_TRUE(QDir().mkdir(plcDirectory));
         setHasCodesys(true);
-        SystemFixture::start();
         clearPlatformCalls();
     }
     void TearDown() override
@@ -40,12 +39,12 @@ protected:
     }
 };
 
-TEST_F(SystemPlcTest, FilesGoWithAnEventEachAndThenTheRuntimeRestarts)
+TEST_F(PlcResetTest, FilesGoWithAnEventEachAndThenTheRuntimeRestarts)
 {
     for (const QString &name : {u"A.app"_s, u"A.crc"_s, u"B.app"_s})
         writeFile(plcDirectory + name, "x");
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(QDir(plcDirectory).entryList(QDir::Files), QStringList());
     const QStringList calls = platformCallTexts();
@@ -54,7 +53,7 @@ TEST_F(SystemPlcTest, FilesGoWithAnEventEachAndThenTheRuntimeRestarts)
     EXPECT_EQ(calls.sliced(3), (QStringList{stopCall, startCall}));
 }
 
-TEST_F(SystemPlcTest, EventComesBeforeTheRemoval)
+TEST_F(PlcResetTest, EventComesBeforeTheRemoval)
 {
     writeFile(plcDirectory + u"A.app"_s, "x");
     QStringList seen;
@@ -62,77 +61,77 @@ TEST_F(SystemPlcTest, EventComesBeforeTheRemoval)
         seen.append(call.name + QString::number(fileExists(plcDirectory + u"A.app"_s)));
     });
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(seen, (QStringList{u"SystemEvent.codesysFileRemoved1"_s, u"Upstart.stop0"_s, u"Upstart.start0"_s}));
 }
 
-TEST_F(SystemPlcTest, WithoutFilesTheRuntimeRestartsAllTheSame)
+TEST_F(PlcResetTest, WithoutFilesTheRuntimeRestartsAllTheSame)
 {
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
 }
 
-TEST_F(SystemPlcTest, WithoutTheDirectoryTheRuntimeRestartsAllTheSame)
+TEST_F(PlcResetTest, WithoutTheDirectoryTheRuntimeRestartsAllTheSame)
 {
     removeAll(plcDirectory);
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
 }
 
-TEST_F(SystemPlcTest, WithoutARuntimeFilesGoAndNoJobIsTouched)
+TEST_F(PlcResetTest, WithoutARuntimeFilesGoAndNoJobIsTouched)
 {
     writeFile(plcDirectory + u"A.app"_s, "x");
     setHasCodesys(false);
 
-    EXPECT_FALSE(system->resetCodesys());
+    EXPECT_FALSE(resetCodesys());
 
     EXPECT_EQ(platformCallTexts(), QStringList{removal(u"A.app"_s)});
     EXPECT_FALSE(fileExists(plcDirectory + u"A.app"_s));
 }
 
-TEST_F(SystemPlcTest, OtherFilesStay)
+TEST_F(PlcResetTest, OtherFilesStay)
 {
     const QStringList others{u"codesys.lic"_s, u"qmz.cfg"_s, u"SysFileMap.cfg"_s, u"A.app.old"_s, u"app"_s};
     for (const QString &name : others)
         writeFile(plcDirectory + name, "x");
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_THAT(QDir(plcDirectory).entryList(QDir::Files), testing::UnorderedElementsAreArray(others));
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
 }
 
-TEST_F(SystemPlcTest, EntryThatCanNotBeRemovedIsToldAndStays)
+TEST_F(PlcResetTest, EntryThatCanNotBeRemovedIsToldAndStays)
 {
     ASSERT_TRUE(QDir().mkpath(plcDirectory + u"D.app/inside"_s));
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(platformCallTexts(), (QStringList{removal(u"D.app"_s), stopCall, startCall}));
     EXPECT_TRUE(fileExists(plcDirectory + u"D.app/inside"_s));
 }
 
-TEST_F(SystemPlcTest, LinkGoesAndItsTargetStays)
+TEST_F(PlcResetTest, LinkGoesAndItsTargetStays)
 {
     writeFile(u"/srv/target"_s, "x");
     ASSERT_TRUE(QFile::link(u"/srv/target"_s, plcDirectory + u"L.app"_s));
 
-    EXPECT_TRUE(system->resetCodesys());
+    EXPECT_TRUE(resetCodesys());
 
     EXPECT_EQ(QDir(plcDirectory).entryList(QDir::Files | QDir::System), QStringList());
     EXPECT_EQ(readFile(u"/srv/target"_s), "x");
     removeAll(u"/srv/target"_s);
 }
 
-TEST_F(SystemPlcTest, IsCalledOnTheBus)
+TEST_F(PlcResetTest, RestartStopsAndStartsAlsoWithoutARuntime)
 {
-    BusClient client;
+    setHasCodesys(false);
 
-    EXPECT_EQ(client.value(u"/system"_s, u"local.System"_s, u"resetCodesys"_s), true);
+    restartCodesys();
 
     EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
 }
