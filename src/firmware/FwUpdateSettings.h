@@ -144,7 +144,6 @@ private:
     void saveToNodekeep();
     bool restoreFromNodekeep();
     void linkPublicFiles();
-    static void applyInterfacesToConnman();
 
     bool factoryInit = false;
     BootEnvironment environment{this};

@@ -5,6 +5,7 @@
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
+#include "network/RestoredAddress.h"
 #include "plc/ApplicationFiles.h"
 #include "plc/PlcApplications.h"
 

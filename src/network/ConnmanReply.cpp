@@ -19,12 +19,12 @@ QString ethernetServicePath(const QString &introspection)
     return path;
 }
 
-QString stringIn(const QVariant &value)
+QString toStringOrNull(const QVariant &value)
 {
     return value.metaType() == QMetaType::fromType<QString>() ? value.toString() : QString();
 }
 
-QVariantMap mapIn(const QVariant &value)
+QVariantMap toMap(const QVariant &value)
 {
     QVariantMap map;
     if (value.metaType() != QMetaType::fromType<QDBusArgument>())

@@ -14,7 +14,7 @@
 [[nodiscard]] QString ethernetServicePath(const QString &introspection);
 
 /** The text in `value`, a null one when it holds anything else. */
-[[nodiscard]] QString stringIn(const QVariant &value);
+[[nodiscard]] QString toStringOrNull(const QVariant &value);
 
 /** The map in `value`, which came over the bus inside a variant; empty when it holds anything else. */
-[[nodiscard]] QVariantMap mapIn(const QVariant &value);
+[[nodiscard]] QVariantMap toMap(const QVariant &value);

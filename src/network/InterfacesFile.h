@@ -12,6 +12,8 @@
  *  `eth0` stands without "auto", as connman owns the port; its stanza carries the settings across a firmware update.
  *  The stanza of `can0` is fixed text, whatever the settings of the CAN bus are. */
 
+inline const QString interfacesPath = QStringLiteral("/etc/network/interfaces");
+
 /** The settings of `eth0`. All values are texts, which are written as they stand, but for characters beyond ASCII: each
  *  becomes "?". */
 struct EthernetSettings

@@ -61,20 +61,20 @@ TEST(ConnmanReplyTest, DeclarationsBeforeTheDocumentDoNoHarm)
 
 TEST(ConnmanReplyTest, OnlyTextsAreTexts)
 {
-    EXPECT_EQ(stringIn(u"a"_s), u"a"_s);
-    EXPECT_EQ(stringIn(QVariant()), QString());
-    EXPECT_EQ(stringIn(1), QString());
-    EXPECT_EQ(stringIn(true), QString());
-    EXPECT_EQ(stringIn(QByteArray("a")), QString());
-    EXPECT_EQ(stringIn(QStringList(u"a"_s)), QString());
-    EXPECT_EQ(stringIn(QVariant::fromValue(QDBusArgument())), QString());
+    EXPECT_EQ(toStringOrNull(u"a"_s), u"a"_s);
+    EXPECT_EQ(toStringOrNull(QVariant()), QString());
+    EXPECT_EQ(toStringOrNull(1), QString());
+    EXPECT_EQ(toStringOrNull(true), QString());
+    EXPECT_EQ(toStringOrNull(QByteArray("a")), QString());
+    EXPECT_EQ(toStringOrNull(QStringList(u"a"_s)), QString());
+    EXPECT_EQ(toStringOrNull(QVariant::fromValue(QDBusArgument())), QString());
 }
 
 TEST(ConnmanReplyTest, OnlyMapsOfTheBusAreMaps)
 {
-    EXPECT_EQ(mapIn(QVariant()), QVariantMap());
-    EXPECT_EQ(mapIn(u"a"_s), QVariantMap());
-    EXPECT_EQ(mapIn(QVariant::fromValue(QDBusArgument())), QVariantMap());
+    EXPECT_EQ(toMap(QVariant()), QVariantMap());
+    EXPECT_EQ(toMap(u"a"_s), QVariantMap());
+    EXPECT_EQ(toMap(QVariant::fromValue(QDBusArgument())), QVariantMap());
 }
 
 } // namespace

@@ -1,6 +1,4 @@
-// The host name that Avahi announces on the local network.
-
-#include "network/NetworkInterface.h"
+#include "network/AvahiHostname.h"
 
 #include "base/AsciiText.h"
 #include "base/KernelHostname.h"
@@ -20,25 +18,19 @@ QDBusMessage avahiCall(const QString &method)
 
 } // namespace
 
-QString NetworkInterface::getHostname() const
+QString announcedHostname()
 {
-    const QString name = readKernelHostname().value_or(defaultHostname);
-    return QString::fromLatin1(toAscii(name));
+    return QString::fromLatin1(toAscii(readKernelHostname().value_or(defaultHostname)));
 }
 
-QString NetworkInterface::hostname() const
-{
-    return getHostname();
-}
-
-void NetworkInterface::hostnameChanged()
+void announceHostname()
 {
     QDBusMessage call = avahiCall(u"SetHostName"_s);
-    call << getHostname();
+    call << announcedHostname();
     QDBusConnection::systemBus().send(call);
 }
 
-QString NetworkInterface::getHostnameFqdn() const
+QString getHostnameFqdn()
 {
     const QDBusReply<QString> reply = QDBusConnection::systemBus().call(avahiCall(u"GetHostNameFqdn"_s), QDBus::Block);
     return reply.isValid() ? reply.value() : u"qmz.local"_s;
