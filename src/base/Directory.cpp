@@ -1,6 +1,6 @@
 #include "base/Directory.h"
 
-QDir directoryMadeWhereMissing(const QString &path)
+QDir ensureDirectory(const QString &path)
 {
     QDir directory(path);
     if (!directory.exists()) {

@@ -5,4 +5,4 @@
 
 /** A directory whose last level is made when it is missing, but not those above it. Nothing is reported: where it can't
  *  be made, the result is the directory above. */
-[[nodiscard]] QDir directoryMadeWhereMissing(const QString &path);
+[[nodiscard]] QDir ensureDirectory(const QString &path);

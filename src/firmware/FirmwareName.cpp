@@ -6,21 +6,21 @@
 
 using namespace Qt::StringLiterals;
 
-int firmwareIndex(const QString &name)
+int trailingNumber(const QString &name)
 {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[^0-9]*([0-9]+)"_s));
     const QRegularExpressionMatch match = pattern.match(name);
     return match.hasMatch() ? match.captured(1).toInt() : -1;
 }
 
-int firmwareNumber(const QString &name)
+int occupiedNumber(const QString &name)
 {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"fwupdate([0-9]*)"_s));
     const int number = pattern.match(name).captured(1).toInt();
     return number < std::numeric_limits<int>::max() ? number : 0;
 }
 
-int wrapped(int number, int step)
+int wrappingAdd(int number, int step)
 {
     return static_cast<int>(static_cast<unsigned int>(number) + static_cast<unsigned int>(step));
 }

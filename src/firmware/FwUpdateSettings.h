@@ -2,15 +2,13 @@
 
 #include "bootenv/BootEnvironment.h"
 #include "bootenv/BootEnvironmentOwner.h"
+#include "firmware/FirmwareIntake.h"
+#include "firmware/FirmwareRecords.h"
 
-#include <QList>
 #include <QObject>
 #include <QString>
 #include <QThread>
 
-class NandUpdate;
-class QDir;
-struct FirmwareControl;
 struct udev_device;
 
 /** The owner of the boot environment and of the firmware on the data partition, on the bus at
@@ -23,8 +21,7 @@ struct udev_device;
  *
  *  **Firmware.** A package arrives by the web server's signal or by download, is unpacked, tested and kept as a
  *  numbered directory below qmz::NodekeepGlobals::UPDATE_PATH, with a NandUpdate child of this object as its record.
- *  Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash. Each stage
- *  is told by the event firmwareUpdate and by the LEDs, failures by these alone.
+ *  Starting a record names it in the boot environment and reboots; the boot stage then writes it to flash.
  *
  *  **Settings.** An update replaces the root file system. Before its reboot the device's identity and settings are
  *  copied to the data partition; the next start that finds the partition mounted copies them back, once.
@@ -51,18 +48,10 @@ public:
     /** Registers the object on the bus, fetches the boot environment, selects the store "config" and looks for the
      *  markers of a first start. With the data partition mounted, scans it for firmware. Ends the process when the
      *  bus refuses the signals that it needs.
-     *
      *  @param watchedDevice name of the data partition's device in the kernel's "bdi" subsystem */
     FwUpdateSettings(const QString &watchedDevice, QObject *parent);
     ~FwUpdateSettings() override;
-
-    FwUpdateSettings(const FwUpdateSettings &) = delete;
-    FwUpdateSettings &operator=(const FwUpdateSettings &) = delete;
-
-    /** Makes the record of a firmware and lists it.
-     *  @param path the firmware's directory, with or without the directories above it */
-    NandUpdate *addNandUpdate(const QString &path, const QString &version, const QString &releasename,
-                              const QString &svnversion, const QString &minUpdaterVer, const QString &date);
+    Q_DISABLE_COPY_MOVE(FwUpdateSettings)
 
     BootEnvironment *bootEnvironment() override { return &environment; }
 
@@ -87,7 +76,7 @@ public Q_SLOTS:
 
     /** Reboots if this start's settings are in place, else as soon as they are. */
     void armReboot();
-    /** Reboots the device. */
+    /** Reboots the device; see rebootDevice(). */
     void reboot();
 
     bool getUpdateFailed() const { return updateFailed; }
@@ -106,20 +95,21 @@ public Q_SLOTS:
      *  and reboots. Nothing happens for a name that is no directory. */
     void startUpdateNand(const QString &fwversion);
     /** Downloads a package, and takes it in when it has come. An invalid address is not reported. */
-    void startUpdateHttp(const QString &url);
+    void startUpdateHttp(const QString &url) { intake.startUpdateHttp(url); }
     /** The same from the maker's build server. */
     void startUpdateHttp();
     /** The records as a JSON array, in list order. Not escaped: see NandUpdate::jsonObject. */
-    QString jsonFwUpdates() const;
+    QString jsonFwUpdates() const { return records.jsonFwUpdates(); }
 
 protected Q_SLOTS:
+    /** The web server has taken an upload: a package, a backup of the PLC runtime, or nothing of ours. */
     void fileUploaded(const QString &fname, const QString &rname);
-    void httpDownloadFinished(int retval);
-    void tarFinished(int status);
-    void removeNandUpdate();
+    void httpDownloadFinished(int retval) { intake.httpDownloadFinished(retval); }
+    void tarFinished(int status) { intake.tarFinished(status); }
+    void removeNandUpdate() { records.forgetNandUpdate(sender()); }
     void addBlock(udev_device *dev);
     void removeBlock(udev_device *dev);
-    void setFreeNr(int freeNr);
+    void setFreeNr(int freeNr) { records.setFreeNr(freeNr); }
 
 protected:
     void timerEvent(QTimerEvent *event) override;
@@ -130,30 +120,16 @@ private:
     static bool srvMounted();
     void finishSrvStart();
     void startScan();
-    void clearNandUpdates();
-    void forgetNandUpdate(const QObject *record);
-
-    void startTool(const QString &program, const QStringList &arguments, void (FwUpdateSettings::*finished)(int));
-    void unpackFirmware(const QString &fname);
-    void takeFirmware(QDir firmware);
-    bool isAcceptable(const QDir &firmware, const FirmwareControl &control);
-    bool checkMd5(const QDir &dir, const QString &name);
-    static void signalFirmwareFailure();
-
-    static bool copyFile(const QString &source, const QString &destination);
-    void saveToNodekeep();
-    bool restoreFromNodekeep();
-    void linkPublicFiles();
+    void startAccepted(NandUpdate *record);
 
     bool factoryInit = false;
-    BootEnvironment environment{this};
     bool onlyUploadFirmware = false;
-    int freeNr = 0;
-    QList<NandUpdate *> nandUpdates; // children of this object
-    QString uploadedFile;            // the package being unpacked
-    const QString watchedBlock;
     bool fwUpdated = false;
     bool updateFailed = false;
     bool rebootArmed = false;
+    const QString watchedBlock;
+    BootEnvironment environment{this};
+    FirmwareRecords records{this};
+    FirmwareIntake intake{environment, records};
     QThread scanThread;
 };

@@ -1,9 +1,7 @@
 #include "firmware/FwUpdateWorker.h"
 
 #include "base/ChildProcess.h"
-#include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareName.h"
-#include "firmware/FwUpdateSettings.h"
 
 #include <qmz/NodekeepGlobals.h>
 
@@ -26,8 +24,6 @@ bool isComplete(const QDir &firmware)
 
 } // namespace
 
-FwUpdateWorker::FwUpdateWorker(FwUpdateSettings *settingsToFeed) : settings(settingsToFeed) {}
-
 void FwUpdateWorker::doWork()
 {
     qDebug("/srv available scanning firmware.");
@@ -48,7 +44,7 @@ void FwUpdateWorker::doWork()
 void FwUpdateWorker::examine(QDir &firmwares, const QString &name)
 {
     // Every directory counts, whatever its name: a number taken twice would move one firmware into another.
-    const int number = firmwareNumber(name);
+    const int number = occupiedNumber(name);
     qDebug() << "Found firmware nr: firmware" << number;
     freeNr = std::max(freeNr, number + 1);
 
@@ -57,12 +53,5 @@ void FwUpdateWorker::examine(QDir &firmwares, const QString &name)
     if (!isComplete(firmware))
         return;
 
-    const FirmwareControl control = readFirmwareControl(firmware);
-    QMetaObject::invokeMethod(
-        settings,
-        [manager = settings, path = firmware.absolutePath(), control] {
-            manager->addNandUpdate(path, control.version, control.releasename, control.svnversion,
-                                   control.minUpdaterVer, control.date);
-        },
-        Qt::QueuedConnection);
+    Q_EMIT found(firmware.absolutePath(), readFirmwareControl(firmware));
 }

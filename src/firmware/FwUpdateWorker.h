@@ -1,24 +1,24 @@
 #pragma once
 
+#include "firmware/FirmwareControl.h"
+
 #include <QDir>
 #include <QObject>
 
-class FwUpdateSettings;
-
-/** Walks the data partition for firmware, on a thread of its own.
- *
- *  It hands what it finds to the update manager, which makes the records on its own thread; the worker itself touches
- *  nothing of the manager's. */
+/** Walks the data partition for firmware, on a thread of its own. It knows nobody: what it finds it tells by signals, so
+ *  that the records are made on the receiver's thread. */
 class FwUpdateWorker : public QObject
 {
     Q_OBJECT
 
 public:
-    /** @param settings outlives the thread on which this worker runs */
-    explicit FwUpdateWorker(FwUpdateSettings *settings);
+    using QObject::QObject;
 
 Q_SIGNALS:
-    /** The walk has ended; every firmware found was handed over before.
+    /** A complete firmware lies there.
+     *  @param path absolute path of its directory */
+    void found(const QString &path, const FirmwareControl &control);
+    /** The walk has ended; every firmware was told before.
      *  @param freeNr the first number above all that are taken */
     void done(int freeNr);
 
@@ -30,6 +30,5 @@ public Q_SLOTS:
 private:
     void examine(QDir &firmwares, const QString &name);
 
-    FwUpdateSettings *const settings;
     int freeNr = 0;
 };

@@ -22,7 +22,7 @@ NandUpdate::NandUpdate(const QString &path, const QString &version, const QStrin
             .date = date}
 {
     setObjectName(QFileInfo(path).baseName());
-    index = firmwareIndex(objectName());
+    index = trailingNumber(objectName());
 }
 
 void NandUpdate::startUpdate()

@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 /** The first value of the answer; invalid when there is none. */
-QVariant askedFor(const QString &method)
+QVariant query(const QString &method)
 {
     const QString service = u"com.ozt.codesys"_s;
     const QDBusMessage call = QDBusMessage::createMethodCall(service, u"/"_s, service, method);
@@ -39,8 +39,8 @@ bool isSimple(const QVariant &value)
 
 std::optional<PlcState> askPlcRuntime()
 {
-    const QVariant applications = askedFor(u"apps"_s);
-    QVariant version = askedFor(u"version"_s);
+    const QVariant applications = query(u"apps"_s);
+    QVariant version = query(u"version"_s);
     if (version.typeId() == qMetaTypeId<QDBusVariant>())
         version = version.value<QDBusVariant>().variant();
     if (version.typeId() == QMetaType::UChar)

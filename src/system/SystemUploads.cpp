@@ -26,7 +26,7 @@ bool isCertificate(const QString &name)
 /** Copies a file under a name into a directory, whose last level is made when it is missing, over an older one. */
 void storeFile(const QString &source, const QString &directory, const QString &name)
 {
-    const QString target = directoryMadeWhereMissing(directory).filePath(name);
+    const QString target = ensureDirectory(directory).filePath(name);
 
     QFile::remove(target);
     // Copying would wait for ever on a FIFO and never come to the end of a device.

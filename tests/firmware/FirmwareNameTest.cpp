@@ -42,8 +42,8 @@ TEST(FirmwareNameTest, TellsIndexAndNumber)
 {
     for (const Row &row : rows) {
         SCOPED_TRACE(row.title);
-        EXPECT_EQ(firmwareIndex(row.name), row.index);
-        EXPECT_EQ(firmwareNumber(row.name), row.number);
+        EXPECT_EQ(trailingNumber(row.name), row.index);
+        EXPECT_EQ(occupiedNumber(row.name), row.number);
     }
 }
 
@@ -51,18 +51,18 @@ TEST(FirmwareNameTest, NameOfTenThousandDigitsIsReadAtOnce)
 {
     const QString digits(10000, u'7');
 
-    EXPECT_EQ(firmwareIndex(digits), 0);
-    EXPECT_EQ(firmwareIndex(digits + u'x'), -1);
-    EXPECT_EQ(firmwareNumber(u"fwupdate"_s + digits), 0);
-    EXPECT_EQ(firmwareNumber(u"fwupdate"_s + digits + u'x'), 0);
+    EXPECT_EQ(trailingNumber(digits), 0);
+    EXPECT_EQ(trailingNumber(digits + u'x'), -1);
+    EXPECT_EQ(occupiedNumber(u"fwupdate"_s + digits), 0);
+    EXPECT_EQ(occupiedNumber(u"fwupdate"_s + digits + u'x'), 0);
 }
 
 TEST(FirmwareNameTest, NumbersWrapRoundAtTheirEnds)
 {
-    EXPECT_EQ(wrapped(7, 1), 8);
-    EXPECT_EQ(wrapped(0, -1), -1);
-    EXPECT_EQ(wrapped(2147483647, 1), -2147483647 - 1);
-    EXPECT_EQ(wrapped(-2147483647 - 1, -1), 2147483647);
+    EXPECT_EQ(wrappingAdd(7, 1), 8);
+    EXPECT_EQ(wrappingAdd(0, -1), -1);
+    EXPECT_EQ(wrappingAdd(2147483647, 1), -2147483647 - 1);
+    EXPECT_EQ(wrappingAdd(-2147483647 - 1, -1), 2147483647);
 }
 
 } // namespace

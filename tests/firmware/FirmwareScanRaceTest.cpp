@@ -1,5 +1,7 @@
 // The scan on its thread while everything else happens at once. Of most worth under ThreadSanitizer.
 
+#include "FirmwareOnDisk.h"
+
 #include "fake/FakePlatform.h"
 #include "firmware/NandUpdate.h"
 #include "firmware/UpdateManagerFixture.h"
@@ -10,7 +12,6 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QProcess>
 
 #include <libudev.h>
 
@@ -19,7 +20,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int firmwareCount = 200;
-const QString firmwares = u"/srv/fwupdate/"_s;
 const QString package = u"/srv/package"_s;
 
 /** A record list with a device's scan behind it; the watched device is the loopback interface, which is always there.
@@ -29,13 +29,13 @@ class FirmwareScanRaceTest : public UpdateManagerFixture
 protected:
     FirmwareScanRaceTest()
     {
-        removeAll(firmwares);
+        removeAll(firmwareDirectories);
         resetFakePlatform();
         tools.add(u"shutdown"_s);
         for (int number = 0; number < firmwareCount; ++number)
-            putFirmware(firmwares + u"fwupdate"_s + QString::number(number));
+            putFirmware(firmwareDirectories + u"fwupdate"_s + QString::number(number));
         putFirmware(u"/srv/made/firmware"_s);
-        makePackage();
+        packFirmware(u"/srv/made"_s, package);
         manager = std::make_unique<FwUpdateSettings>(u"lo"_s, nullptr);
         manager->setProperty("onlyUploadFirmware", true);
     }
@@ -44,22 +44,6 @@ protected:
     {
         udev_device_unref(device);
         udev_unref(context);
-    }
-
-    static void putFirmware(const QString &directory)
-    {
-        writeFile(directory + u"/control"_s, "VERSION=\"4.3\"\nRELEASENAME=\"Harvest\"\nMIN_UPDATER_VERSION=3\n");
-        for (const QString &name : {u"linuximage"_s, u"root.ubi"_s}) {
-            writeFile(directory + u'/' + name, "image\n");
-            writeFile(directory + u'/' + name + u".md5"_s, "4802fbf3b34e20e20b5d6a63c3e9e3a6  image\n");
-        }
-    }
-
-    static void makePackage()
-    {
-        const QString sums = u"cd /srv/made/firmware && for i in linuximage root.ubi; do md5sum $i >$i.md5; done && "
-                             "tar -C /srv/made -czf /srv/package firmware"_s;
-        ASSERT_EQ(QProcess::execute(u"sh"_s, {u"-c"_s, sums}), 0);
     }
 
     void tell(const char *slot) { QMetaObject::invokeMethod(manager.get(), slot, Q_ARG(udev_device *, device)); }
@@ -107,7 +91,7 @@ TEST_F(FirmwareScanRaceTest, ScansUploadsDeletionsAndMountsAtTheSameTime)
     ASSERT_TRUE(waitUntil([this] { return records().isEmpty(); }));
     manager.reset();
     construct();
-    const auto onDisk = [] { return QDir(firmwares).entryList({u"fwupdate*"_s}, QDir::Dirs).size(); };
+    const auto onDisk = [] { return QDir(firmwareDirectories).entryList({u"fwupdate*"_s}, QDir::Dirs).size(); };
     ASSERT_TRUE(waitUntil([&] { return records().size() == onDisk(); }));
     EXPECT_GT(onDisk(), firmwareCount / 2);
     EXPECT_EQ(manager->jsonFwUpdates().count(u"\"path\""_s), onDisk());

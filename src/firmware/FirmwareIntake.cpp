@@ -1,14 +1,11 @@
-// Firmware intake: from a package, uploaded or downloaded, to a numbered directory on the data partition.
-
-#include "firmware/FwUpdateSettings.h"
+#include "firmware/FirmwareIntake.h"
 
 #include "base/ChildProcess.h"
 #include "base/Directory.h"
 #include "base/RegularFile.h"
-#include "bootenv/BareboxConfig.h"
+#include "bootenv/BootEnvironment.h"
 #include "firmware/FirmwareControl.h"
-#include "firmware/FirmwareName.h"
-#include "firmware/NandUpdate.h"
+#include "firmware/FirmwareRecords.h"
 
 #include <qmz/NodekeepGlobals.h>
 #include <qmz/SysCfgAccess.h>
@@ -31,7 +28,7 @@ const QString downloadedFile = u"/tmp/fwupdate"_s;
 // What a shell tells of a command that can't be started.
 constexpr int notStarted = 127;
 
-void tellStage(SystemEvent::FileUpload stage)
+void reportStage(SystemEvent::FileUpload stage)
 {
     SystemEvent::firmwareUpdate(stage, u"/"_s);
 }
@@ -54,16 +51,35 @@ QByteArray digest(const QByteArray &md5sumText)
     return end < 0 ? md5sumText : md5sumText.first(end);
 }
 
-} // namespace
-
-void FwUpdateSettings::signalFirmwareFailure()
+void signalFirmwareFailure()
 {
     showEffect(10, 1);
-    tellStage(SystemEvent::UpdateFailed);
+    reportStage(SystemEvent::UpdateFailed);
 }
 
-void FwUpdateSettings::startTool(const QString &program, const QStringList &arguments,
-                                 void (FwUpdateSettings::*finished)(int))
+bool checkMd5(const QDir &dir, const QString &name)
+{
+    // md5sum would wait for ever on a FIFO or read an endless device; a missing file is left to it.
+    if (const QFileInfo image(dir, name); image.exists() && !image.isFile())
+        return false;
+
+    QProcess md5sum;
+    runTool(md5sum, u"md5sum"_s, {dir.absoluteFilePath(name)}, noLimitMs);
+    const QByteArray computed = digest(md5sum.readAllStandardOutput());
+
+    const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));
+    return shipped && computed == digest(*shipped);
+}
+
+} // namespace
+
+FirmwareIntake::FirmwareIntake(BootEnvironment &bootEnvironment, FirmwareRecords &firmwareRecords)
+    : environment(bootEnvironment), records(firmwareRecords)
+{
+}
+
+void FirmwareIntake::startTool(const QString &program, const QStringList &arguments,
+                               void (FirmwareIntake::*finished)(int))
 {
     auto *const tool = new QProcess(this);
     // What it prints is of no use here, and must not pile up in memory.
@@ -77,49 +93,33 @@ void FwUpdateSettings::startTool(const QString &program, const QStringList &argu
     tool->start(program, arguments, QIODevice::ReadWrite);
 }
 
-void FwUpdateSettings::fileUploaded(const QString &fname, const QString &rname)
+void FirmwareIntake::takeIn(const QString &fname, const QString &rname)
 {
-    if (fname.endsWith(u"fwupdate"_s)) {
-        uploadedFile = fname;
-        qDebug() << "fwupdate file upload:" << fname << " " << rname;
-        unpackFirmware(fname);
-    } else if (fname.endsWith(u"codesys.tgz"_s)) {
-        qDebug() << "codesys file uploaded:" << fname << " " << rname;
-        if (restoreCodesysFromTarball(fname))
-            showEffect(60, 5);
-    }
-}
-
-void FwUpdateSettings::unpackFirmware(const QString &fname)
-{
-    tellStage(SystemEvent::PackageReceived);
+    uploadedFile = fname;
+    qDebug() << "fwupdate file upload:" << fname << " " << rname;
+    reportStage(SystemEvent::PackageReceived);
 
     // tar complains by itself about a directory that could not be made.
-    static_cast<void>(directoryMadeWhereMissing(NodekeepGlobals::UPDATE_PATH));
+    static_cast<void>(ensureDirectory(NodekeepGlobals::UPDATE_PATH));
     qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
-    startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FwUpdateSettings::tarFinished);
+    startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FirmwareIntake::tarFinished);
 }
 
-void FwUpdateSettings::startUpdateHttp(const QString &url)
+void FirmwareIntake::startUpdateHttp(const QString &url)
 {
     showEffect(60, 2);
     const QUrl address(url);
     if (!address.isValid())
         return;
-    startTool(u"wget"_s, {u"-O"_s, downloadedFile, address.toString()}, &FwUpdateSettings::httpDownloadFinished);
+    startTool(u"wget"_s, {u"-O"_s, downloadedFile, address.toString()}, &FirmwareIntake::httpDownloadFinished);
 }
 
-void FwUpdateSettings::startUpdateHttp()
-{
-    startUpdateHttp(NodekeepGlobals::DEFAULT_UPDATE_URL);
-}
-
-void FwUpdateSettings::httpDownloadFinished(int retval)
+void FirmwareIntake::httpDownloadFinished(int retval)
 {
     showEffect(60, 3);
     auto *const wget = qobject_cast<QProcess *>(sender());
     if (retval == 0 && !(wget && wget->exitStatus() == QProcess::CrashExit)) {
-        fileUploaded(downloadedFile, u"fwupdate-0.qmz"_s);
+        takeIn(downloadedFile, u"fwupdate-0.qmz"_s);
     } else {
         QFile::remove(downloadedFile);
         qWarning("firmware download failed");
@@ -129,7 +129,7 @@ void FwUpdateSettings::httpDownloadFinished(int retval)
         wget->deleteLater();
 }
 
-void FwUpdateSettings::tarFinished(int status)
+void FirmwareIntake::tarFinished(int status)
 {
     showEffect(60, 5);
     QFile::remove(uploadedFile);
@@ -146,7 +146,7 @@ void FwUpdateSettings::tarFinished(int status)
     uploadedFile.clear();
 
     QDir firmware(NodekeepGlobals::UPDATE_PATH);
-    tellStage(SystemEvent::PackageUnpacked);
+    reportStage(SystemEvent::PackageUnpacked);
     if (!firmware.cd(NodekeepGlobals::FW_DIRNAME)) {
         signalFirmwareFailure();
         return;
@@ -154,7 +154,7 @@ void FwUpdateSettings::tarFinished(int status)
     takeFirmware(firmware);
 }
 
-void FwUpdateSettings::takeFirmware(QDir firmware)
+void FirmwareIntake::takeFirmware(QDir firmware)
 {
     const FirmwareControl control = readFirmwareControl(QDir(firmware.canonicalPath()));
     if (!isAcceptable(firmware, control)) {
@@ -163,20 +163,16 @@ void FwUpdateSettings::takeFirmware(QDir firmware)
         return;
     }
 
-    const QString name = u"fwupdate"_s + QString::number(freeNr);
-    freeNr = wrapped(freeNr, 1);
+    const QString name = records.takeName();
     const QString unpacked = firmware.absolutePath();
     firmware.cdUp();
     QProcess move;
     runTool(move, u"mv"_s, {unpacked, firmware.absoluteFilePath(name)}, noLimitMs);
 
-    NandUpdate *const record = addNandUpdate(name, control.version, control.releasename, control.svnversion,
-                                             control.minUpdaterVer, control.date);
-    if (!onlyUploadFirmware)
-        record->startUpdate();
+    Q_EMIT accepted(records.addNandUpdate(name, control));
 }
 
-bool FwUpdateSettings::isAcceptable(const QDir &firmware, const FirmwareControl &control)
+bool FirmwareIntake::isAcceptable(const QDir &firmware, const FirmwareControl &control)
 {
     // Versions are compared as numbers: 1.10 is below 1.9, and a text that is no number counts as 0.
     if (environment.minFwVersion().toFloat() > control.version.toFloat())
@@ -188,23 +184,9 @@ bool FwUpdateSettings::isAcceptable(const QDir &firmware, const FirmwareControl 
 
     if (!checkMd5(firmware, u"linuximage"_s))
         return false;
-    tellStage(SystemEvent::KernelVerified);
+    reportStage(SystemEvent::KernelVerified);
     if (!checkMd5(firmware, u"root.ubi"_s))
         return false;
-    tellStage(SystemEvent::RootImageVerified);
+    reportStage(SystemEvent::RootImageVerified);
     return true;
-}
-
-bool FwUpdateSettings::checkMd5(const QDir &dir, const QString &name)
-{
-    // md5sum would wait for ever on a FIFO or read an endless device; a missing file is left to it.
-    if (const QFileInfo image(dir, name); image.exists() && !image.isFile())
-        return false;
-
-    QProcess md5sum(this);
-    runTool(md5sum, u"md5sum"_s, {dir.absoluteFilePath(name)}, noLimitMs);
-    const QByteArray computed = digest(md5sum.readAllStandardOutput());
-
-    const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));
-    return shipped && computed == digest(*shipped);
 }

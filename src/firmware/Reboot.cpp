@@ -1,6 +1,4 @@
-// The way down: all deliberate restarts of the device go through here.
-
-#include "firmware/FwUpdateSettings.h"
+#include "firmware/Reboot.h"
 
 #include "base/BusObject.h"
 #include "base/ChildProcess.h"
@@ -16,15 +14,7 @@
 
 using namespace Qt::StringLiterals;
 
-void FwUpdateSettings::armReboot()
-{
-    if (fwUpdated)
-        reboot();
-    else
-        rebootArmed = true;
-}
-
-void FwUpdateSettings::reboot()
+void rebootDevice()
 {
     if (auto *const network = objectOnBus<NetworkInterface>(u"/system/network"_s))
         network->saveChanges();
@@ -35,7 +25,7 @@ void FwUpdateSettings::reboot()
 
     // A shutdown that takes its time goes on after we have stopped waiting; destroying its object would kill it.
     auto *const shutdown = new QProcess;
-    connect(shutdown, &QProcess::finished, shutdown, &QObject::deleteLater);
+    QObject::connect(shutdown, &QProcess::finished, shutdown, &QObject::deleteLater);
     if (!runTool(*shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s}) && shutdown->state() == QProcess::NotRunning)
         delete shutdown; // it never started
 }

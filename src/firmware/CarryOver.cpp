@@ -1,6 +1,4 @@
-// The device's identity and settings, carried over an update: /etc is replaced, the data partition is not.
-
-#include "firmware/FwUpdateSettings.h"
+#include "firmware/CarryOver.h"
 
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
@@ -86,12 +84,11 @@ QString livePath(const CarriedFile &file, const QString &envPath)
     return (file.directory.isNull() ? envPath : file.directory.toString()) + nameOf(file);
 }
 
-} // namespace
-
-bool FwUpdateSettings::copyFile(const QString &source, const QString &destination)
+/** Copies a file with its permissions. Nothing is touched when there is none. */
+void copyFile(const QString &source, const QString &destination)
 {
     if (!QFileInfo(source).isFile())
-        return false;
+        return;
 
     QFile from;
     QFile to;
@@ -101,10 +98,24 @@ bool FwUpdateSettings::copyFile(const QString &source, const QString &destinatio
     }
     to.close();
     QFile::setPermissions(destination, QFile::permissions(source) & ~allowedToUs);
-    return true;
 }
 
-void FwUpdateSettings::saveToNodekeep()
+void linkPublicFiles()
+{
+    const QString firmware = BareboxConfig(nullptr, store, marker).get(u"NAND_UPDATE"_s);
+    if (firmware.isEmpty()) {
+        qDebug("no nand update");
+        return;
+    }
+    // The shell is there for the "*". Hard links: the two trees share their data on the partition.
+    QProcess shell;
+    runTool(shell, u"/bin/sh"_s, {u"-c"_s, u"cp -dnRl /srv/fwupdate/"_s + firmware + u"/public/* /srv/public"_s},
+            noLimitMs);
+}
+
+} // namespace
+
+void saveToNodekeep(const QString &envPath)
 {
     const QDir partition(dataPartition);
     if (!partition.exists())
@@ -114,20 +125,19 @@ void FwUpdateSettings::saveToNodekeep()
 
     // What the device doesn't have is missing from the store, or stays there as an earlier update left it.
     for (const CarriedFile &file : filesInOrder(&CarriedFile::saved))
-        copyFile(livePath(file, environment.envPath), storePath(file));
+        copyFile(livePath(file, envPath), storePath(file));
     saveCodesysState();
     ::sync();
 }
 
-bool FwUpdateSettings::restoreFromNodekeep()
+bool restoreFromNodekeep(const QString &envPath)
 {
     if (!QFileInfo::exists(store + marker))
         return false;
-    updateFailed = true;
 
     linkPublicFiles();
     for (const CarriedFile &file : filesInOrder(&CarriedFile::restored))
-        copyFile(storePath(file), livePath(file, environment.envPath));
+        copyFile(storePath(file), livePath(file, envPath));
     for (const CarriedFile &file : filesInOrder(&CarriedFile::removed))
         QFile::remove(storePath(file));
 
@@ -137,17 +147,4 @@ bool FwUpdateSettings::restoreFromNodekeep()
     ::sync();
     applyInterfacesToConnman();
     return true;
-}
-
-void FwUpdateSettings::linkPublicFiles()
-{
-    const QString firmware = BareboxConfig(this, store, marker).get(u"NAND_UPDATE"_s);
-    if (firmware.isEmpty()) {
-        qDebug("no nand update");
-        return;
-    }
-    // The shell is there for the "*". Hard links: the two trees share their data on the partition.
-    QProcess shell(this);
-    runTool(shell, u"/bin/sh"_s, {u"-c"_s, u"cp -dnRl /srv/fwupdate/"_s + firmware + u"/public/* /srv/public"_s},
-            noLimitMs);
 }

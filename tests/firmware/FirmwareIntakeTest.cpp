@@ -1,0 +1,250 @@
+// A package's way to a record, with the device's own tar and md5sum. Nothing here starts an update.
+
+#include "firmware/FirmwareIntake.h"
+
+#include "FirmwareOnDisk.h"
+
+#include "bootenv/BareboxConfig.h"
+#include "bootenv/BootEnvironment.h"
+#include "fake/FakePlatform.h"
+#include "firmware/FirmwareRecords.h"
+#include "firmware/NandUpdate.h"
+#include "support/FakeTools.h"
+#include "support/QtPrinting.h"
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QList>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString stage(int number)
+{
+    return u"SystemEvent.firmwareUpdate(%1, \"/\")"_s.arg(number);
+}
+
+QString effect(int seconds, int number)
+{
+    return u"SysCfgAccess.startLedEffect(%1, %2)"_s.arg(seconds).arg(number);
+}
+
+const QString received = stage(1);
+const QString unpacked = stage(2);
+const QStringList taken{stage(3), stage(4)};
+const QString atWork = effect(60, 5);
+const QStringList failed{effect(10, 1), stage(0)};
+
+class FirmwareIntakeTest : public testing::Test
+{
+protected:
+    FirmwareIntakeTest()
+    {
+        removeAll(firmwareDirectories);
+        QObject::connect(&intake, &FirmwareIntake::accepted, &parent,
+                         [this](NandUpdate *record) { accepted.append(record); });
+        environment.addConfig(mainConfig);
+        putFirmware(directory.filePath(u"firmware"_s));
+        resetFakePlatform();
+    }
+    ~FirmwareIntakeTest() override
+    {
+        records.clearNandUpdates();
+        removeAll(firmwareDirectories);
+    }
+
+    /** Packs what lies ready. */
+    void pack() { packFirmware(directory.path(), package); }
+    void setControl(const QByteArray &text) { writeFile(directory.filePath(u"firmware/control"_s), text); }
+
+    /** Takes the package in and waits until that has ended, well or not. */
+    void takeIn()
+    {
+        intake.takeIn(package, u"update.qmz"_s);
+        waitForTheEnd();
+    }
+    void waitForTheEnd()
+    {
+        ASSERT_TRUE(
+            QTest::qWaitFor([&] { return !accepted.isEmpty() || platformCallTexts().contains(failed.last()); }, 20000));
+    }
+
+    void expectRefused(const QStringList &story)
+    {
+        EXPECT_TRUE(accepted.isEmpty());
+        EXPECT_EQ(platformCallTexts(), story);
+        EXPECT_EQ(directories(), QStringList());
+        EXPECT_EQ(records.jsonFwUpdates(), u"[]"_s);
+        EXPECT_FALSE(fileExists(package));
+    }
+
+    static QStringList directories()
+    {
+        return QDir(firmwareDirectories).entryList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name);
+    }
+
+    const QTemporaryDir directory;
+    const QString package = directory.filePath(u"upload-fwupdate"_s);
+    QObject parent;
+    BootEnvironment environment{&parent};
+    FirmwareRecords records{&parent};
+    FirmwareIntake intake{environment, records};
+    QList<NandUpdate *> accepted;
+};
+
+TEST_F(FirmwareIntakeTest, PackageBecomesANumberedDirectoryAndARecord)
+{
+    pack();
+    records.setFreeNr(7);
+
+    takeIn();
+
+    EXPECT_EQ(platformCallTexts(), QStringList({received, atWork, unpacked}) + taken);
+    EXPECT_EQ(directories(), QStringList{u"fwupdate7"_s});
+    EXPECT_EQ(readFile(firmwareDirectories + u"fwupdate7/root.ubi"_s), "image\n");
+    ASSERT_EQ(accepted.size(), 1);
+    const NandUpdate *const record = accepted.first();
+    EXPECT_EQ(record->objectName(), u"fwupdate7"_s);
+    EXPECT_EQ(record->releasename(), u"Harvest"_s);
+    EXPECT_EQ(records.jsonFwUpdates(), u'[' + record->jsonObject() + u']');
+    EXPECT_FALSE(fileExists(package));
+}
+
+TEST_F(FirmwareIntakeTest, EachPackageHasItsNumber)
+{
+    for (int number = 0; number < 3; ++number) {
+        pack();
+        accepted.clear();
+
+        takeIn();
+    }
+
+    EXPECT_EQ(directories(), (QStringList{u"fwupdate0"_s, u"fwupdate1"_s, u"fwupdate2"_s}));
+}
+
+TEST_F(FirmwareIntakeTest, PackageThatIsNoArchiveIsRefused)
+{
+    writeFile(package, "no archive");
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, PackageWithoutFirmwareIsRefused)
+{
+    ASSERT_TRUE(QDir(directory.path()).rename(u"firmware"_s, u"other"_s));
+    ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"other"_s}), 0);
+
+    takeIn();
+
+    EXPECT_TRUE(accepted.isEmpty());
+    EXPECT_EQ(platformCallTexts(), QStringList({received, atWork, unpacked}) + failed);
+    EXPECT_EQ(directories(), QStringList{u"other"_s}) << "what is not ours stays";
+}
+
+TEST_F(FirmwareIntakeTest, VersionBelowTheFloorIsRefused)
+{
+    environment.setEnv(u"min_fwversion"_s, u"4.4"_s);
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, VersionsAreComparedAsNumbers)
+{
+    environment.setEnv(u"min_fwversion"_s, u"1.9"_s);
+    setControl("VERSION=1.10\nMIN_UPDATER_VERSION=3\n");
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, UpdaterGenerationThatIsNoNumberOrTooHighIsRefused)
+{
+    for (const char *generation : {"", "MIN_UPDATER_VERSION=three\n", "MIN_UPDATER_VERSION=1000\n"}) {
+        setControl(QByteArray("VERSION=4.3\n") + generation);
+        pack();
+        resetFakePlatform();
+
+        takeIn();
+
+        expectRefused(QStringList{received, atWork, unpacked} + failed);
+    }
+}
+
+TEST_F(FirmwareIntakeTest, DamagedKernelIsRefused)
+{
+    writeFile(directory.filePath(u"firmware/linuximage"_s), "damaged");
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, DamagedRootImageIsRefusedOneStageLater)
+{
+    writeFile(directory.filePath(u"firmware/root.ubi"_s), "damaged");
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked, stage(3)} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, MissingTarIsAFailure)
+{
+    pack();
+    FakeTools none;
+    none.hideAllOthers();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, DownloadIsTakenInWhenItHasCome)
+{
+    pack();
+    FakeTools tools;
+    tools.add(u"wget"_s, "exec cp " + QFile::encodeName(package) + " \"$2\"\n");
+
+    intake.startUpdateHttp(u"http://somewhere/update.qmz"_s);
+    waitForTheEnd();
+
+    EXPECT_EQ(tools.calls(), QStringList{u"wget -O /tmp/fwupdate http://somewhere/update.qmz"_s});
+    EXPECT_EQ(platformCallTexts(), QStringList({effect(60, 2), effect(60, 3), received, atWork, unpacked}) + taken);
+    EXPECT_EQ(accepted.size(), 1);
+    EXPECT_FALSE(fileExists(u"/tmp/fwupdate"_s));
+}
+
+TEST_F(FirmwareIntakeTest, FailedDownloadIsToldAndRemoved)
+{
+    FakeTools tools;
+    tools.add(u"wget"_s, "echo half >\"$2\"\nexit 4\n");
+
+    intake.startUpdateHttp(u"http://somewhere/update.qmz"_s);
+    waitForTheEnd();
+
+    EXPECT_EQ(platformCallTexts(), QStringList({effect(60, 2), effect(60, 3)}) + failed);
+    EXPECT_FALSE(fileExists(u"/tmp/fwupdate"_s));
+}
+
+TEST_F(FirmwareIntakeTest, InvalidAddressIsOnlyShown)
+{
+    intake.startUpdateHttp(u"http://[nowhere"_s);
+
+    EXPECT_EQ(platformCallTexts(), QStringList{effect(60, 2)});
+    EXPECT_EQ(intake.findChildren<QProcess *>(), QList<QProcess *>());
+}
+
+} // namespace

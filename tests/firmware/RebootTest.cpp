@@ -1,0 +1,78 @@
+#include "firmware/Reboot.h"
+
+#include "fake/FakePlatform.h"
+#include "network/NetworkInterface.h"
+#include "support/FakeTools.h"
+#include "support/QtPrinting.h"
+#include "support/TestFiles.h"
+
+#include <gmock/gmock.h>
+
+#include <QDBusConnection>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString interfaces = u"/etc/network/interfaces"_s;
+const QStringList story{u"Upstart.stop(\"dorlanserver\", false)"_s, u"SystemEvent.reboot(\"/\")"_s};
+
+class RebootTest : public testing::Test
+{
+protected:
+    RebootTest()
+    {
+        tools.add(u"shutdown"_s);
+        tools.add(u"route"_s);
+        resetFakePlatform();
+    }
+
+    FakeTools tools;
+};
+
+TEST_F(RebootTest, StopsTellsAndShutsDownInOrder)
+{
+    writeFile(u"/new_firmware"_s, "");
+    bool markerThen = true;
+    QStringList toolsThen{u"not told"_s};
+    onPlatformCall([&](const PlatformCall &) {
+        markerThen = fileExists(u"/new_firmware"_s);
+        toolsThen = tools.calls();
+    });
+
+    rebootDevice();
+
+    onPlatformCall({});
+    EXPECT_EQ(platformCallTexts(), story);
+    EXPECT_FALSE(markerThen) << "the marker stood when the event was raised";
+    EXPECT_EQ(toolsThen, QStringList()) << "it shut down before the event was raised";
+    EXPECT_EQ(tools.calls(), QStringList{u"shutdown -r now"_s});
+}
+
+TEST_F(RebootTest, SavesThePortsSettingsFirst)
+{
+    QObject system;
+    auto *const network = new NetworkInterface(&system);
+    network->setObjectName(u"network"_s);
+    QDBusConnection::systemBus().registerObject(u"/system"_s, &system, QDBusConnection::ExportChildObjects);
+    removeAll(interfaces);
+    clearPlatformCalls();
+
+    rebootDevice();
+
+    EXPECT_THAT(readFile(interfaces).toStdString(), testing::HasSubstr("iface eth0 inet dhcp"));
+    EXPECT_EQ(platformCallTexts().first(), u"Upstart.stop(\"nmbd\", false)"_s);
+    EXPECT_EQ(platformCallTexts().last(2), story);
+}
+
+TEST_F(RebootTest, WithoutShutdownTheRestIsDone)
+{
+    FakeTools none;
+    none.hideAllOthers();
+
+    rebootDevice();
+
+    EXPECT_EQ(platformCallTexts(), story);
+}
+
+} // namespace
