@@ -3,7 +3,9 @@
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
 #include "logtime/LocalTime.h"
+#include "logtime/TimeZone.h"
 #include "logtime/TimeinfoText.h"
+#include "logtime/ZoneTree.h"
 
 #include <QDateTime>
 #include <QProcess>
@@ -98,4 +100,19 @@ QString Systemtime::jsonTimeinfo() const
 {
     const std::optional<QByteArray> uptime = readRegularFile(u"/proc/uptime"_s);
     return uptime ? timeinfoText(*uptime, getSystemTime()) : u"{}"_s;
+}
+
+QString Systemtime::getTimezone() const
+{
+    return currentTimezone();
+}
+
+void Systemtime::setTimezone(const QString &zone)
+{
+    replaceTimezone(zone);
+}
+
+QString Systemtime::jsonTimezones() const
+{
+    return zoneTreeText(zoneRoot);
 }

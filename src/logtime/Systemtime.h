@@ -12,10 +12,8 @@
  *  Seconds count from 1970-01-01, either in UTC or local: the wall clock's reading counted as if it were UTC. The
  *  device holds 32 bits of them; of an argument the low 32 count.
  *
- *  `timezone` is the zone's path below /usr/share/zoneinfo, such as "Europe/Berlin": where the link /etc/localtime
- *  leads, "UTC" when that is no link. Writing it replaces the link; a zone that doesn't exist changes nothing. The path
- *  is not cleaned: a directory, the empty text and ".." are taken as well. The new zone counts at once and after a
- *  restart.
+ *  `timezone` is the zone's path below /usr/share/zoneinfo, such as "Europe/Berlin"; see TimeZone. Writing a zone that
+ *  doesn't exist changes nothing.
  *
  *  No failure is told to the caller other than by the results below. Tools are waited for without limit. */
 class Systemtime : public QObject

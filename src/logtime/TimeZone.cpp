@@ -1,8 +1,4 @@
-// The time zone's half of the class.
-
-#include "logtime/Systemtime.h"
-
-#include "logtime/ZoneTree.h"
+#include "logtime/TimeZone.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,11 +7,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString zoneRoot = u"/usr/share/zoneinfo"_s;
 const QString linkPath = u"/etc/localtime"_s;
 } // namespace
 
-QString Systemtime::getTimezone() const
+QString currentTimezone()
 {
     const QFileInfo link(linkPath);
     if (!link.isSymLink())
@@ -27,7 +22,7 @@ QString Systemtime::getTimezone() const
     return target.mid(target.indexOf(mark) + mark.size());
 }
 
-void Systemtime::setTimezone(const QString &zone)
+void replaceTimezone(const QString &zone)
 {
     const QString path = zoneRoot + u'/' + zone;
     if (!QFileInfo::exists(path))
@@ -35,9 +30,4 @@ void Systemtime::setTimezone(const QString &zone)
 
     QDir(u"/etc"_s).remove(u"localtime"_s);
     QFile::link(u".."_s + path, linkPath);
-}
-
-QString Systemtime::jsonTimezones() const
-{
-    return zoneTreeText(zoneRoot);
 }
