@@ -1,6 +1,4 @@
-// The device's host name: the kernel's name and its stored form in /etc/hostname.
-
-#include "system/System.h"
+#include "system/Hostname.h"
 
 #include "base/KernelHostname.h"
 #include "base/RegularFile.h"
@@ -8,7 +6,6 @@
 #include <qmz/SystemEvent.h>
 #include <qmz/Upstart.h>
 
-#include <QFileSystemWatcher>
 #include <QRegularExpression>
 
 #include <unistd.h>
@@ -39,37 +36,37 @@ bool storeHostname(const QByteArray &line)
 
 } // namespace
 
-void System::readInitialHostname()
+void Hostname::readInitialHostname()
 {
     if (const std::optional<QString> stored = readValueFile(storedHostnamePath)) {
         hostname = *stored;
         return;
     }
-    readKernelHostname();
+    rememberKernelHostname();
     if (hostname.isEmpty())
         setHostname(defaultHostname);
 }
 
-bool System::readKernelHostname()
+bool Hostname::rememberKernelHostname()
 {
-    const std::optional<QString> name = ::readKernelHostname();
+    const std::optional<QString> name = readKernelHostname();
     if (name)
         hostname = *name;
     return name.has_value();
 }
 
-void System::watchKernelHostname()
+void Hostname::watchKernelHostname()
 {
-    watcher = new QFileSystemWatcher({kernelHostnamePath}, this);
-    connect(watcher, &QFileSystemWatcher::fileChanged, this, &System::hostnameChanged);
+    watcher.addPath(kernelHostnamePath);
+    connect(&watcher, &QFileSystemWatcher::fileChanged, this, &Hostname::hostnameChanged);
 }
 
-QString System::getHostname()
+QString Hostname::getHostname()
 {
-    return readKernelHostname() ? hostname : defaultHostname;
+    return rememberKernelHostname() ? hostname : defaultHostname;
 }
 
-void System::setHostname(const QString &name)
+void Hostname::setHostname(const QString &name)
 {
     if (name == hostname)
         return;
@@ -86,9 +83,9 @@ void System::setHostname(const QString &name)
         qWarning("%s: can't be written, ignoring", qUtf8Printable(kernelHostnamePath));
 }
 
-void System::hostnameChanged(const QString & /*path*/)
+void Hostname::hostnameChanged()
 {
-    readKernelHostname();
+    rememberKernelHostname();
     Upstart::restartNameservices();
     qmz::SystemEvent::deviceNameChange(hostname, u"/"_s);
 }

@@ -1,6 +1,4 @@
-// "Here I am": the LEDs of the measurement card, on this device or on another one.
-
-#include "system/System.h"
+#include "system/LedSignaling.h"
 
 #include "system/LedRequest.h"
 
@@ -45,16 +43,16 @@ private:
 
 } // namespace
 
-void System::startMeascardLedSignaling(int timeInSec)
+void LedSignaling::startMeascardLedSignaling(int timeInSec)
 {
     SysCfgAccess::getInstance()->startLedEffect(timeInSec > 0 ? timeInSec : defaultSeconds, hereIAmEffect);
 }
 
-void System::remoteMeascardLedSingaling(int timeInSec, const QString &networkaddress)
+void LedSignaling::remoteMeascardLedSingaling(int timeInSec, const QString &networkaddress)
 {
     netManager = new QNetworkAccessManager;
     netManager->setProxy(QNetworkProxy::NoProxy); // the address is the other device's, whatever the environment says
-    connect(netManager, &QNetworkAccessManager::finished, this, &System::replyFinished);
+    connect(netManager, &QNetworkAccessManager::finished, this, &LedSignaling::replyFinished);
 
     QNetworkRequest request(QUrl(u"http://"_s + networkaddress));
     request.setRawHeader("User-Agent", "QMZ");
@@ -65,7 +63,7 @@ void System::remoteMeascardLedSingaling(int timeInSec, const QString &networkadd
     body->setParent(netManager->post(request, body));
 }
 
-void System::replyFinished(QNetworkReply *reply)
+void LedSignaling::replyFinished(QNetworkReply *reply)
 {
     reply->deleteLater();
     // With several requests under way this is the latest one's manager, not the reply's own: the others stay for good.

@@ -1,6 +1,4 @@
-// The passwords of the web's user levels 2 and 3, switched off for a time.
-
-#include "system/System.h"
+#include "system/PasswordDisable.h"
 
 #include "system/StatusWord.h"
 
@@ -33,26 +31,31 @@ quint8 *sharedArea()
 
 } // namespace
 
-void System::registerPwDisable()
+PasswordDisable::PasswordDisable()
+{
+    connect(&pwDisableTimer, &QTimer::timeout, this, &PasswordDisable::pwDisableTimeout);
+}
+
+void PasswordDisable::registerPwDisable()
 {
     if (OdAccess *const dictionary = OdAccess::getInstance())
         dictionary->odRegisterObjectSync(0x4003, 1, 0x54, 1, u"com.ozt.nodekeep"_s, u"/system"_s, u"getPwDisable"_s,
                                          u"setPwDisable"_s, u"pw disable"_s, 0);
 }
 
-void System::showPwDisable() const
+void PasswordDisable::showPwDisable() const
 {
     quint8 *const area = sharedArea();
     writeStatusBit(area, qmz::SYSSTAT_LEVEL2_PW_DISABLE_BITNR, pwDisableCode & level2Mask);
     writeStatusBit(area, qmz::SYSSTAT_LEVEL3_PW_DISABLE_BITNR, pwDisableCode & level3Mask);
 }
 
-uint System::getPwDisable() const
+uint PasswordDisable::getPwDisable() const
 {
     return pwDisableCode;
 }
 
-void System::setPwDisable(uint disableCode)
+void PasswordDisable::setPwDisable(uint disableCode)
 {
     qmz::qmzlog.msg(QtDebugMsg, "%s: disable code 0x%08x", "setPwDisable", disableCode);
 
@@ -69,7 +72,7 @@ void System::setPwDisable(uint disableCode)
     }
 }
 
-void System::pwDisableTimeout()
+void PasswordDisable::pwDisableTimeout()
 {
     setPwDisable(0);
     qmz::qmzlog.msg(QtDebugMsg, "%s: rest interval  %d ms", "pwDisableTimeout", pwDisableTimer.interval());

@@ -2,6 +2,8 @@
 
 #include "base/BusSignal.h"
 #include "plc/PlcReset.h"
+#include "system/Uploads.h"
+#include "system/WebPasswordReset.h"
 
 #include <QDBusConnection>
 
@@ -19,19 +21,18 @@ System::System(QObject *parent)
       guiLevel3(this, settingsPath, u"guiLevel3"_s),
       guiSystem(this, settingsPath, u"guiSystem"_s)
 {
-    readInitialHostname();
+    hostname.readInitialHostname();
 
     QDBusConnection::systemBus().registerObject(u"/system"_s, this,
                                                 QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties |
                                                     QDBusConnection::ExportChildObjects);
 
-    watchKernelHostname();
+    hostname.watchKernelHostname();
 
     subscribe({u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s, u"ss"_s}, this, SLOT(fileUploaded(QString, QString)),
               "file upload signal connection failed!");
 
-    registerPwDisable();
-    connect(&pwDisableTimer, &QTimer::timeout, this, &System::pwDisableTimeout);
+    PasswordDisable::registerPwDisable();
 }
 
 QString System::oztversion() const
@@ -70,7 +71,22 @@ bool System::resetCodesys()
     return ::resetCodesys();
 }
 
-void System::isOnline(bool nowOnline)
+bool System::resetWebPassword(const QString &file)
 {
-    online = nowOnline;
+    return ::resetWebPassword(file, hostname.lastKnown(), guiLevel3);
+}
+
+void System::remoteMeascardLedSingaling(int timeInSec, const QString &networkaddress)
+{
+    ledSignaling.remoteMeascardLedSingaling(timeInSec, networkaddress);
+}
+
+int System::deleteAllCertificates()
+{
+    return ::deleteAllCertificates();
+}
+
+void System::fileUploaded(const QString &fname, const QString &rname)
+{
+    storeUpload(fname, rname);
 }

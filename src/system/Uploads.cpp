@@ -1,6 +1,4 @@
-// Files that the device's web server has taken: certificates and the PLC runtime's licence.
-
-#include "system/System.h"
+#include "system/Uploads.h"
 
 #include "base/Directory.h"
 
@@ -36,7 +34,7 @@ void storeFile(const QString &source, const QString &directory, const QString &n
 
 } // namespace
 
-void System::fileUploaded(const QString &fname, const QString &rname)
+void storeUpload(const QString &fname, const QString &rname)
 {
     if (rname == NodekeepGlobals::CODESYS_LICENSE_FILE) {
         storeFile(fname, NodekeepGlobals::CODESYS_LICENSE_PATH, rname);
@@ -52,7 +50,7 @@ void System::fileUploaded(const QString &fname, const QString &rname)
     ::sync();
 }
 
-int System::deleteAllCertificates()
+int deleteAllCertificates()
 {
     qDebug("delete all certificates");
 

@@ -1,9 +1,8 @@
-// The lost password of web user level 3: a signed file that names this device takes it away.
-
-#include "system/System.h"
+#include "system/WebPasswordReset.h"
 
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
+#include "bootenv/BareboxConfig.h"
 #include "bootenv/BootEnvironment.h"
 #include "bootenv/BootEnvironmentOwner.h"
 #include "system/PasswordResetFile.h"
@@ -39,7 +38,7 @@ bool isSigned(const QString &file)
 
 } // namespace
 
-bool System::resetWebPassword(const QString &file)
+bool resetWebPassword(const QString &file, const QString &hostname, BareboxConfig &store)
 {
     const auto refuse = [](void (*tell)(const QString &)) {
         tell(eventOrigin);
@@ -66,8 +65,8 @@ bool System::resetWebPassword(const QString &file)
     if (environment->ethernetAddress().toLocal8Bit() != made.mac)
         return refuse(SystemEvent::pwResetMacError);
 
-    guiLevel3.set(u"pw"_s, u""_s);
-    guiLevel3.save();
+    store.set(u"pw"_s, u""_s);
+    store.save();
     SystemEvent::pwResetSuccessful(eventOrigin);
     QDir(u"/"_s).remove(file);
     return true;

@@ -1,6 +1,8 @@
 // Reading and changing the host name while one of the files behind it can't be read or written.
 
-#include "system/SystemFixture.h"
+#include "system/Hostname.h"
+
+#include "HostnameFixture.h"
 
 #include "support/BindMount.h"
 #include "support/Messages.h"
@@ -18,7 +20,7 @@ using testing::ElementsAre;
 
 namespace {
 
-class SystemHostnameFilesTest : public SystemFixture
+class HostnameFilesTest : public HostnameFixture
 {
 protected:
     void SetUp() override
@@ -33,75 +35,75 @@ protected:
     Messages messages;
 };
 
-TEST_F(SystemHostnameFilesTest, AbsentKernelFileReadsAsTheDefaultNameAndIsNotRemembered)
+TEST_F(HostnameFilesTest, AbsentKernelFileReadsAsTheDefaultNameAndIsNotRemembered)
 {
     {
         const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
 
-        EXPECT_EQ(system->getHostname(), u"qmz"_s);
+        EXPECT_EQ(hostname->getHostname(), u"qmz"_s);
     }
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
-    EXPECT_EQ(system->getHostname(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
+    EXPECT_EQ(hostname->getHostname(), u"node-1"_s);
 }
 
-TEST_F(SystemHostnameFilesTest, FifoInTheKernelFilesPlaceIsNotWaitedFor)
+TEST_F(HostnameFilesTest, FifoInTheKernelFilesPlaceIsNotWaitedFor)
 {
     const BindMount unreadable(fifo, kernelPath);
 
-    EXPECT_EQ(system->getHostname(), u"qmz"_s);
-    system->setHostname(u"node-2"_s);
+    EXPECT_EQ(hostname->getHostname(), u"qmz"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(readFile(storedPath), "node-2\n");
 }
 
-TEST_F(SystemHostnameFilesTest, EmptyKernelFileReadsAsTheEmptyName)
+TEST_F(HostnameFilesTest, EmptyKernelFileReadsAsTheEmptyName)
 {
     const BindMount empty(cover, kernelPath);
 
-    EXPECT_EQ(system->getHostname(), u""_s);
+    EXPECT_EQ(hostname->getHostname(), u""_s);
 
-    EXPECT_EQ(rememberedName(), u""_s);
+    EXPECT_EQ(hostname->lastKnown(), u""_s);
 }
 
-TEST_F(SystemHostnameFilesTest, KernelFileIsTrimmedAndCutAtNul)
+TEST_F(HostnameFilesTest, KernelFileIsTrimmedAndCutAtNul)
 {
     writeFile(cover, QByteArray(" \tnode-9\0tail \n", 15));
     const BindMount odd(cover, kernelPath);
 
-    EXPECT_EQ(system->getHostname(), u"node-9"_s);
+    EXPECT_EQ(hostname->getHostname(), u"node-9"_s);
 }
 
-TEST_F(SystemHostnameFilesTest, KernelGetsTheNameThoughItCannotBeStored)
+TEST_F(HostnameFilesTest, KernelGetsTheNameThoughItCannotBeStored)
 {
     removeAll(storedPath);
     writeFile(storedPath + u"/inside"_s, "kept");
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(readFile(kernelPath), "node-2\n");
     EXPECT_EQ(readFile(storedPath + u"/inside"_s), "kept");
-    EXPECT_EQ(rememberedName(), u"node-2"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-2"_s);
 }
 
-TEST_F(SystemHostnameFilesTest, StoredFileIsMadeWhereItIsMissing)
+TEST_F(HostnameFilesTest, StoredFileIsMadeWhereItIsMissing)
 {
     removeAll(storedPath);
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(readFile(storedPath), "node-2\n");
 }
 
-TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedOnce)
+TEST_F(HostnameFilesTest, StoredNameIsSyncedOnce)
 {
     const int before = syncsSoFar();
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(syncsSoFar(), before + 1);
 }
 
-TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedBeforeTheKernelGetsIt)
+TEST_F(HostnameFilesTest, StoredNameIsSyncedBeforeTheKernelGetsIt)
 {
     QByteArrayList stored;
     QByteArrayList kernels;
@@ -111,7 +113,7 @@ TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedBeforeTheKernelGetsIt)
             kernels += readFile(kernelPath);
         });
 
-        system->setHostname(u"node-2"_s);
+        hostname->setHostname(u"node-2"_s);
     }
 
     EXPECT_THAT(stored, ElementsAre("node-2\n"));
@@ -119,7 +121,7 @@ TEST_F(SystemHostnameFilesTest, StoredNameIsSyncedBeforeTheKernelGetsIt)
     EXPECT_EQ(readFile(kernelPath), "node-2\n");
 }
 
-TEST_F(SystemHostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
+TEST_F(HostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
 {
     const QString disk = directory.filePath(u"disk"_s);
     ASSERT_TRUE(QDir().mkdir(disk));
@@ -130,7 +132,7 @@ TEST_F(SystemHostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
     {
         const BindMount full(disk + u"/hostname"_s, storedPath);
 
-        system->setHostname(u"node-2"_s);
+        hostname->setHostname(u"node-2"_s);
 
         EXPECT_EQ(readFile(storedPath), "");
     }
@@ -139,46 +141,46 @@ TEST_F(SystemHostnameFilesTest, NameThatFindsAFullDiskIsSyncedAllTheSame)
     EXPECT_EQ(::umount(qPrintable(disk)), 0);
 }
 
-TEST_F(SystemHostnameFilesTest, NameThatCannotBeStoredIsNotSynced)
+TEST_F(HostnameFilesTest, NameThatCannotBeStoredIsNotSynced)
 {
     const BindMount readOnly(storedPath, storedPath, MS_RDONLY);
     const int before = syncsSoFar();
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(syncsSoFar(), before);
     EXPECT_EQ(readFile(kernelPath), "node-2\n");
 }
 
-TEST_F(SystemHostnameFilesTest, NameIsStoredThoughTheKernelFileCannotBeWritten)
+TEST_F(HostnameFilesTest, NameIsStoredThoughTheKernelFileCannotBeWritten)
 {
     const BindMount readOnly(kernelPath, kernelPath, MS_RDONLY);
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
     EXPECT_EQ(readFile(storedPath), "node-2\n");
     EXPECT_EQ(readFile(kernelPath), "node-1\n");
-    EXPECT_EQ(rememberedName(), u"node-2"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-2"_s);
     EXPECT_EQ(platformCallTexts(), QStringList());
 }
 
-TEST_F(SystemHostnameFilesTest, BothFilesUnwritableStillChangeTheRememberedName)
+TEST_F(HostnameFilesTest, BothFilesUnwritableStillChangeTheRememberedName)
 {
     removeAll(storedPath);
     ASSERT_TRUE(QDir().mkdir(storedPath));
     const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
 
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
 
-    EXPECT_EQ(rememberedName(), u"node-2"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-2"_s);
     EXPECT_FALSE(fileExists(kernelPath));
 }
 
-TEST_F(SystemHostnameFilesTest, ReportOfTheWatcherWithoutAKernelFileAnnouncesTheRememberedName)
+TEST_F(HostnameFilesTest, ReportOfTheWatcherWithoutAKernelFileAnnouncesTheRememberedName)
 {
     const BindMount absent(directory.path(), kernelDirectory, MS_RDONLY);
 
-    ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "hostnameChanged", Q_ARG(QString, kernelPath)));
+    hostname->hostnameChanged();
 
     EXPECT_THAT(platformCallTexts(),
                 ElementsAre(u"Upstart.restartNameservices()"_s, u"SystemEvent.deviceNameChange(\"node-1\", \"/\")"_s));

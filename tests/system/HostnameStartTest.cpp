@@ -1,6 +1,8 @@
-// The host name that the device has when its System comes up.
+// The host name that the device has at the start of the daemon.
 
-#include "system/SystemFixture.h"
+#include "system/Hostname.h"
+
+#include "HostnameFixture.h"
 
 #include "support/BindMount.h"
 #include "support/QtPrinting.h"
@@ -22,11 +24,11 @@ struct StoredName
     QString expected;
 };
 
-class SystemStoredNameTest : public SystemFixture, public testing::WithParamInterface<StoredName>
+class StoredHostnameTest : public HostnameFixture, public testing::WithParamInterface<StoredName>
 {
 };
 
-TEST_P(SystemStoredNameTest, IsTakenAsItStandsAndNothingIsWritten)
+TEST_P(StoredHostnameTest, IsTakenAsItStandsAndNothingIsWritten)
 {
     writeFile(storedPath, GetParam().content);
 
@@ -35,10 +37,10 @@ TEST_P(SystemStoredNameTest, IsTakenAsItStandsAndNothingIsWritten)
     EXPECT_EQ(platformCallTexts(), QStringList());
     EXPECT_EQ(readFile(storedPath), GetParam().content);
     EXPECT_EQ(readFile(kernelPath), "node-1\n");
-    EXPECT_EQ(rememberedName(), GetParam().expected);
+    EXPECT_EQ(hostname->lastKnown(), GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(Contents, SystemStoredNameTest,
+INSTANTIATE_TEST_SUITE_P(Contents, StoredHostnameTest,
                          testing::Values(StoredName{"Plain", "node-7", u"node-7"_s},
                                          StoredName{"LineFeed", "node-7\n", u"node-7"_s},
                                          StoredName{"WhiteSpace", " \tnode-7 \r\n\n", u"node-7"_s},
@@ -49,42 +51,42 @@ INSTANTIATE_TEST_SUITE_P(Contents, SystemStoredNameTest,
                                          StoredName{"Megabyte", QByteArray(1'000'000, 'x'), QString(1'000'000, u'x')}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-class SystemStartTest : public SystemFixture
+class HostnameStartTest : public HostnameFixture
 {
 };
 
-TEST_F(SystemStartTest, MissingFileLeavesTheKernelsNameAndIsNotMade)
+TEST_F(HostnameStartTest, MissingFileLeavesTheKernelsNameAndIsNotMade)
 {
     removeAll(storedPath);
 
     start();
 
     EXPECT_FALSE(fileExists(storedPath));
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
 }
 
-TEST_F(SystemStartTest, DirectoryInTheFilesPlaceLeavesTheKernelsName)
+TEST_F(HostnameStartTest, DirectoryInTheFilesPlaceLeavesTheKernelsName)
 {
     removeAll(storedPath);
     ASSERT_TRUE(QDir().mkdir(storedPath));
 
     start();
 
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
     EXPECT_TRUE(QDir(storedPath).exists());
 }
 
-TEST_F(SystemStartTest, FifoInTheFilesPlaceIsNotWaitedFor)
+TEST_F(HostnameStartTest, FifoInTheFilesPlaceIsNotWaitedFor)
 {
     removeAll(storedPath);
     ASSERT_EQ(::mkfifo(qPrintable(storedPath), 0600), 0);
 
     start();
 
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
 }
 
-TEST_F(SystemStartTest, DeviceWithoutAnyNameIsNamedByDefault)
+TEST_F(HostnameStartTest, DeviceWithoutAnyNameIsNamedByDefault)
 {
     removeAll(storedPath);
     setKernelName("");
@@ -94,10 +96,10 @@ TEST_F(SystemStartTest, DeviceWithoutAnyNameIsNamedByDefault)
     EXPECT_EQ(readFile(storedPath), "qmz\n");
     EXPECT_EQ(readFile(kernelPath), "qmz\n");
     EXPECT_EQ(platformCallTexts(), QStringList());
-    EXPECT_EQ(rememberedName(), u"qmz"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"qmz"_s);
 }
 
-TEST_F(SystemStartTest, EmptyKernelFileGetsTheDefaultName)
+TEST_F(HostnameStartTest, EmptyKernelFileGetsTheDefaultName)
 {
     removeAll(storedPath);
     writeFile(directory.filePath(u"cover"_s), "");
@@ -109,7 +111,7 @@ TEST_F(SystemStartTest, EmptyKernelFileGetsTheDefaultName)
     EXPECT_EQ(readFile(directory.filePath(u"cover"_s)), "qmz\n");
 }
 
-TEST_F(SystemStartTest, DefaultNameIsStoredThoughTheKernelsFileIsAbsent)
+TEST_F(HostnameStartTest, DefaultNameIsStoredThoughTheKernelsFileIsAbsent)
 {
     removeAll(storedPath);
     {
@@ -119,16 +121,16 @@ TEST_F(SystemStartTest, DefaultNameIsStoredThoughTheKernelsFileIsAbsent)
 
     EXPECT_EQ(readFile(storedPath), "qmz\n");
     EXPECT_EQ(readFile(kernelPath), "node-1\n");
-    EXPECT_EQ(rememberedName(), u"qmz"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"qmz"_s);
 }
 
-TEST_F(SystemStartTest, StoredNameNeedsNoKernelFile)
+TEST_F(HostnameStartTest, StoredNameNeedsNoKernelFile)
 {
     const BindMount cover(directory.path(), kernelDirectory, MS_RDONLY);
 
     start();
 
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
     EXPECT_EQ(readFile(storedPath), "node-1\n");
 }
 

@@ -1,6 +1,8 @@
 // Reading and changing the host name while the files behind it are in order.
 
-#include "system/SystemFixture.h"
+#include "system/Hostname.h"
+
+#include "HostnameFixture.h"
 
 #include "support/QtPrinting.h"
 
@@ -15,7 +17,7 @@ namespace {
 
 const QString restart = u"Upstart.restartNameservices()"_s;
 
-class SystemHostnameTest : public SystemFixture
+class HostnameTest : public HostnameFixture
 {
 protected:
     void SetUp() override { start(); }
@@ -29,23 +31,23 @@ struct Name
     QString text;
 };
 
-class SystemValidNameTest : public SystemHostnameTest, public testing::WithParamInterface<Name>
+class ValidHostnameTest : public HostnameTest, public testing::WithParamInterface<Name>
 {
 };
 
-TEST_P(SystemValidNameTest, GoesToFileAndKernelAndIsNotAnnouncedAtOnce)
+TEST_P(ValidHostnameTest, GoesToFileAndKernelAndIsNotAnnouncedAtOnce)
 {
     const QByteArray line = GetParam().text.toLatin1() + '\n';
 
-    system->setHostname(GetParam().text);
+    hostname->setHostname(GetParam().text);
 
     EXPECT_EQ(platformCallTexts(), QStringList());
     EXPECT_EQ(readFile(storedPath), line);
     EXPECT_EQ(readFile(kernelPath), line.first(std::min(line.size() - 1, qsizetype(64))) + '\n');
-    EXPECT_EQ(rememberedName(), GetParam().text);
+    EXPECT_EQ(hostname->lastKnown(), GetParam().text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, SystemValidNameTest,
+INSTANTIATE_TEST_SUITE_P(Names, ValidHostnameTest,
                          testing::Values(Name{"OneLetter", u"a"_s}, Name{"OneCapital", u"Z"_s},
                                          Name{"OneDigit", u"7"_s}, Name{"TwoCharacters", u"a1"_s},
                                          Name{"InnerHyphen", u"a-b"_s}, Name{"InnerHyphens", u"a--b-c"_s},
@@ -55,13 +57,13 @@ INSTANTIATE_TEST_SUITE_P(Names, SystemValidNameTest,
                                          Name{"Megabyte", QString(1'000'000, u'x')}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-class SystemInvalidNameTest : public SystemHostnameTest, public testing::WithParamInterface<Name>
+class InvalidHostnameTest : public HostnameTest, public testing::WithParamInterface<Name>
 {
 };
 
-TEST_P(SystemInvalidNameTest, IsReportedAndChangesNothing)
+TEST_P(InvalidHostnameTest, IsReportedAndChangesNothing)
 {
-    system->setHostname(GetParam().text);
+    hostname->setHostname(GetParam().text);
 
     const QList<PlatformCall> calls = platformCalls();
     ASSERT_EQ(calls.size(), 1);
@@ -69,10 +71,10 @@ TEST_P(SystemInvalidNameTest, IsReportedAndChangesNothing)
     EXPECT_EQ(calls.first().args, (QVariantList{GetParam().text, u"node-1"_s, u"/system"_s}));
     EXPECT_EQ(readFile(storedPath), "node-1\n");
     EXPECT_EQ(readFile(kernelPath), "node-1\n");
-    EXPECT_EQ(rememberedName(), u"node-1"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"node-1"_s);
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, SystemInvalidNameTest,
+INSTANTIATE_TEST_SUITE_P(Names, InvalidHostnameTest,
                          testing::Values(Name{"Empty", u""_s}, Name{"Hyphen", u"-"_s}, Name{"HyphenFirst", u"-a"_s},
                                          Name{"HyphenLast", u"a-"_s}, Name{"Underscore", u"a_b"_s},
                                          Name{"Point", u"a.b"_s}, Name{"Blank", u"a b"_s}, Name{"BlankFirst", u" a"_s},
@@ -85,52 +87,52 @@ INSTANTIATE_TEST_SUITE_P(Names, SystemInvalidNameTest,
                                          Name{"MegabyteOfHyphens", QString(1'000'000, u'-')}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-TEST_F(SystemHostnameTest, SettingTheSameNameDoesNothingWhateverTheFilesHold)
+TEST_F(HostnameTest, SettingTheSameNameDoesNothingWhateverTheFilesHold)
 {
     writeFile(storedPath, "other\n");
     setKernelName("other");
 
-    system->setHostname(u"node-1"_s);
+    hostname->setHostname(u"node-1"_s);
 
     EXPECT_EQ(platformCallTexts(), QStringList());
     EXPECT_EQ(readFile(storedPath), "other\n");
     EXPECT_EQ(readFile(kernelPath), "other\n");
 }
 
-TEST_F(SystemHostnameTest, SettingTheSameNameIsNoErrorThoughItIsInvalid)
+TEST_F(HostnameTest, SettingTheSameNameIsNoErrorThoughItIsInvalid)
 {
     setKernelName("not_valid");
-    ASSERT_EQ(system->getHostname(), u"not_valid"_s);
+    ASSERT_EQ(hostname->getHostname(), u"not_valid"_s);
 
-    system->setHostname(u"not_valid"_s);
+    hostname->setHostname(u"not_valid"_s);
 
     EXPECT_EQ(platformCallTexts(), QStringList());
     EXPECT_EQ(readFile(storedPath), "node-1\n");
 }
 
-TEST_F(SystemHostnameTest, ReadingFollowsTheKernel)
+TEST_F(HostnameTest, ReadingFollowsTheKernel)
 {
     setKernelName("elsewhere");
 
-    EXPECT_EQ(system->getHostname(), u"elsewhere"_s);
+    EXPECT_EQ(hostname->getHostname(), u"elsewhere"_s);
 
-    EXPECT_EQ(rememberedName(), u"elsewhere"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"elsewhere"_s);
     EXPECT_EQ(readFile(storedPath), "node-1\n");
 }
 
-TEST_F(SystemHostnameTest, NameThatWasReadIsWhatANewOneIsComparedWith)
+TEST_F(HostnameTest, NameThatWasReadIsWhatANewOneIsComparedWith)
 {
     setKernelName("elsewhere");
-    ASSERT_EQ(system->getHostname(), u"elsewhere"_s);
+    ASSERT_EQ(hostname->getHostname(), u"elsewhere"_s);
 
-    system->setHostname(u"node-1"_s);
+    hostname->setHostname(u"node-1"_s);
 
     EXPECT_EQ(readFile(kernelPath), "node-1\n");
 }
 
-TEST_F(SystemHostnameTest, ChangeIsAnnouncedOnceTheKernelHasIt)
+TEST_F(HostnameTest, ChangeIsAnnouncedOnceTheKernelHasIt)
 {
-    system->setHostname(u"node-2"_s);
+    hostname->setHostname(u"node-2"_s);
     ASSERT_EQ(platformCallTexts(), QStringList());
 
     EXPECT_TRUE(waitUntil(changesAnnounced));
@@ -139,7 +141,7 @@ TEST_F(SystemHostnameTest, ChangeIsAnnouncedOnceTheKernelHasIt)
     EXPECT_EQ(platformCallTexts().first(2), (QStringList{restart, event}));
 }
 
-TEST_F(SystemHostnameTest, ChangeByAnotherProgramIsAnnounced)
+TEST_F(HostnameTest, ChangeByAnotherProgramIsAnnounced)
 {
     ASSERT_EQ(QProcess::execute(u"sh"_s, {u"-c"_s, u"echo other >"_s + kernelPath}), 0);
 
@@ -147,27 +149,27 @@ TEST_F(SystemHostnameTest, ChangeByAnotherProgramIsAnnounced)
 
     const QString event = u"SystemEvent.deviceNameChange(\"other\", \"/\")"_s;
     EXPECT_EQ(platformCallTexts().first(2), (QStringList{restart, event}));
-    EXPECT_EQ(rememberedName(), u"other"_s);
+    EXPECT_EQ(hostname->lastKnown(), u"other"_s);
     EXPECT_EQ(readFile(storedPath), "node-1\n");
 }
 
-TEST_F(SystemHostnameTest, EveryChangeIsAnnounced)
+TEST_F(HostnameTest, EveryChangeIsAnnounced)
 {
     for (const QString &name : {u"first"_s, u"second"_s, u"third"_s}) {
         clearPlatformCalls();
 
-        system->setHostname(name);
+        hostname->setHostname(name);
 
         const QString event = u"SystemEvent.deviceNameChange(\"%1\", \"/\")"_s.arg(name);
         EXPECT_TRUE(waitUntil([&] { return platformCallTexts().contains(event); })) << qPrintable(name);
     }
 }
 
-TEST_F(SystemHostnameTest, ReportOfTheWatcherTakesTheKernelsName)
+TEST_F(HostnameTest, ReportOfTheWatcherTakesTheKernelsName)
 {
     setKernelName("elsewhere");
 
-    ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "hostnameChanged", Q_ARG(QString, u"/ignored"_s)));
+    hostname->hostnameChanged();
 
     EXPECT_THAT(platformCallTexts(), ElementsAre(restart, u"SystemEvent.deviceNameChange(\"elsewhere\", \"/\")"_s));
 }

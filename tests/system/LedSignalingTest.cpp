@@ -1,8 +1,11 @@
 // Signalling with the LEDs, on this device and by a request to another one.
 
-#include "system/SystemFixture.h"
+#include "system/LedSignaling.h"
+
+#include "fake/FakePlatform.h"
 
 #include "support/QtPrinting.h"
+#include "support/TestFiles.h"
 #include "system/LedRequest.h"
 
 #include <gmock/gmock.h>
@@ -99,36 +102,37 @@ private:
     QList<QPointer<QObject>> managers;
 };
 
-class SystemLedSignalingTest : public SystemFixture
+class LedSignalingTest : public testing::Test
 {
 protected:
-    void SetUp() override { start(); }
+    LedSignalingTest() { clearPlatformCalls(); }
 
     UsedManagers managers;
     OtherDevice other;
+    std::unique_ptr<LedSignaling> leds = std::make_unique<LedSignaling>();
 };
 
-TEST_F(SystemLedSignalingTest, SignalsForTheGivenSeconds)
+TEST_F(LedSignalingTest, SignalsForTheGivenSeconds)
 {
-    system->startMeascardLedSignaling(30);
+    leds->startMeascardLedSignaling(30);
 
     EXPECT_EQ(platformCallTexts(), QStringList{u"SysCfgAccess.startLedEffect(30, 6)"_s});
 }
 
-TEST_F(SystemLedSignalingTest, SignalsForTenSecondsWithoutAUsableTime)
+TEST_F(LedSignalingTest, SignalsForTenSecondsWithoutAUsableTime)
 {
     for (const int seconds : {0, -5, std::numeric_limits<int>::min()}) {
         clearPlatformCalls();
 
-        system->startMeascardLedSignaling(seconds);
+        leds->startMeascardLedSignaling(seconds);
 
         EXPECT_EQ(platformCallTexts(), QStringList{u"SysCfgAccess.startLedEffect(10, 6)"_s}) << seconds;
     }
 }
 
-TEST_F(SystemLedSignalingTest, AsksTheOtherDeviceByOnePost)
+TEST_F(LedSignalingTest, AsksTheOtherDeviceByOnePost)
 {
-    system->remoteMeascardLedSingaling(30, other.address());
+    leds->remoteMeascardLedSingaling(30, other.address());
     ASSERT_TRUE(waitUntil([this] { return other.hasRequests(1); }));
     other.answer(0);
     ASSERT_TRUE(waitUntil([this] { return managers.alive() == QList{false}; }));
@@ -141,12 +145,12 @@ TEST_F(SystemLedSignalingTest, AsksTheOtherDeviceByOnePost)
     EXPECT_EQ(platformCallTexts(), QStringList());
 }
 
-TEST_F(SystemLedSignalingTest, SendsATimeThatIsNotAboveZeroUnchanged)
+TEST_F(LedSignalingTest, SendsATimeThatIsNotAboveZeroUnchanged)
 {
     for (const int seconds : {0, -5}) {
         const qsizetype before = other.requests().size();
 
-        system->remoteMeascardLedSingaling(seconds, other.address());
+        leds->remoteMeascardLedSingaling(seconds, other.address());
         ASSERT_TRUE(waitUntil([&] { return other.hasRequests(before + 1); }));
         other.answer(before);
         ASSERT_TRUE(waitUntil([&] { return !managers.alive().last(); }));
@@ -155,9 +159,9 @@ TEST_F(SystemLedSignalingTest, SendsATimeThatIsNotAboveZeroUnchanged)
     }
 }
 
-TEST_F(SystemLedSignalingTest, UsesThePathInTheAddress)
+TEST_F(LedSignalingTest, UsesThePathInTheAddress)
 {
-    system->remoteMeascardLedSingaling(1, other.address() + u"/bus/gate?a=b"_s);
+    leds->remoteMeascardLedSingaling(1, other.address() + u"/bus/gate?a=b"_s);
     ASSERT_TRUE(waitUntil([this] { return other.hasRequests(1); }));
     other.answer(0);
     ASSERT_TRUE(waitUntil([this] { return managers.alive() == QList{false}; }));
@@ -165,12 +169,12 @@ TEST_F(SystemLedSignalingTest, UsesThePathInTheAddress)
     EXPECT_TRUE(other.requests().first().startsWith("POST /bus/gate?a=b HTTP/1.1\r\n"));
 }
 
-TEST_F(SystemLedSignalingTest, DoesNotFollowARedirect)
+TEST_F(LedSignalingTest, DoesNotFollowARedirect)
 {
     for (const char *status : {"301 Moved", "302 Found", "303 See Other", "307 Temporary", "308 Permanent"}) {
         const qsizetype before = other.requests().size();
 
-        system->remoteMeascardLedSingaling(1, other.address());
+        leds->remoteMeascardLedSingaling(1, other.address());
         ASSERT_TRUE(waitUntil([&] { return other.hasRequests(before + 1); }));
         other.answer(before, QByteArray("HTTP/1.1 ") + status + "\r\nLocation: http://" + other.address().toLatin1() +
                                  "/elsewhere\r\nContent-Length: 0\r\n\r\n");
@@ -181,44 +185,44 @@ TEST_F(SystemLedSignalingTest, DoesNotFollowARedirect)
     }
 }
 
-TEST_F(SystemLedSignalingTest, SendsNothingAgainWhenTheOtherDeviceHangsUp)
+TEST_F(LedSignalingTest, SendsNothingAgainWhenTheOtherDeviceHangsUp)
 {
     other.onRequest = [](QTcpSocket *socket) { socket->disconnectFromHost(); };
 
-    system->remoteMeascardLedSingaling(1, other.address());
+    leds->remoteMeascardLedSingaling(1, other.address());
     ASSERT_TRUE(waitUntil([this] { return managers.alive() == QList{false}; }));
 
     QTest::qWait(quietMs);
     EXPECT_EQ(other.requests().join(), other.requests().first());
 }
 
-TEST_F(SystemLedSignalingTest, TakesAnErrorForAnAnswer)
+TEST_F(LedSignalingTest, TakesAnErrorForAnAnswer)
 {
-    system->remoteMeascardLedSingaling(1, other.address());
+    leds->remoteMeascardLedSingaling(1, other.address());
     ASSERT_TRUE(waitUntil([this] { return other.hasRequests(1); }));
     other.answer(0, "HTTP/1.1 500 No\r\nContent-Length: 0\r\n\r\n");
 
     EXPECT_TRUE(waitUntil([this] { return managers.alive() == QList{false}; }));
 }
 
-TEST_F(SystemLedSignalingTest, KeepsNothingOfARequestThatCannotBeMade)
+TEST_F(LedSignalingTest, KeepsNothingOfARequestThatCannotBeMade)
 {
     const QStringList addresses{u"127.0.0.1:1"_s,     u""_s,  u"["_s,         u"a b"_s,
                                 u"127.0.0.1:99999"_s, u"/"_s, u"no.invalid"_s};
     for (const QString &address : addresses) {
         const qsizetype before = managers.alive().size();
 
-        system->remoteMeascardLedSingaling(1, address);
+        leds->remoteMeascardLedSingaling(1, address);
 
         EXPECT_TRUE(waitUntil([&] { return managers.alive().size() > before && !managers.alive().last(); }))
             << qPrintable(address);
     }
 }
 
-TEST_F(SystemLedSignalingTest, FirstOfTwoAnswersEndsTheLaterRequestAndLeavesTheEarlierManager)
+TEST_F(LedSignalingTest, FirstOfTwoAnswersEndsTheLaterRequestAndLeavesTheEarlierManager)
 {
-    system->remoteMeascardLedSingaling(1, other.address());
-    system->remoteMeascardLedSingaling(2, other.address());
+    leds->remoteMeascardLedSingaling(1, other.address());
+    leds->remoteMeascardLedSingaling(2, other.address());
     ASSERT_TRUE(waitUntil([this] { return other.hasRequests(1) && other.hasRequests(2); }));
 
     other.answer(other.body(0) == ledRequestBody(1) ? 0 : 1);
@@ -228,11 +232,11 @@ TEST_F(SystemLedSignalingTest, FirstOfTwoAnswersEndsTheLaterRequestAndLeavesTheE
     EXPECT_EQ(managers.alive(), QList({true, false}));
 }
 
-TEST_F(SystemLedSignalingTest, SurvivesEveryAnswerToManyRequests)
+TEST_F(LedSignalingTest, SurvivesEveryAnswerToManyRequests)
 {
     constexpr int count = 20;
     for (int i = 1; i <= count; ++i)
-        system->remoteMeascardLedSingaling(i, other.address());
+        leds->remoteMeascardLedSingaling(i, other.address());
     ASSERT_TRUE(waitUntil([this] {
         for (int i = 1; i <= count; ++i) {
             if (!other.hasRequests(i))
@@ -248,18 +252,18 @@ TEST_F(SystemLedSignalingTest, SurvivesEveryAnswerToManyRequests)
     QTest::qWait(quietMs);
     EXPECT_EQ(managers.alive().count(false), 1);
 
-    system->remoteMeascardLedSingaling(0, other.address());
+    leds->remoteMeascardLedSingaling(0, other.address());
     EXPECT_TRUE(waitUntil([this] { return other.hasRequests(count + 1); }));
     other.answer(count);
     EXPECT_TRUE(waitUntil([this] { return managers.alive().count(false) == 2; }));
 }
 
-TEST_F(SystemLedSignalingTest, GoesWhileARequestIsUnderWay)
+TEST_F(LedSignalingTest, GoesWhileARequestIsUnderWay)
 {
-    system->remoteMeascardLedSingaling(1, other.address());
+    leds->remoteMeascardLedSingaling(1, other.address());
     ASSERT_TRUE(waitUntil([this] { return other.hasRequests(1); }));
 
-    system.reset();
+    leds.reset();
     other.answer(0);
 
     QTest::qWait(quietMs);

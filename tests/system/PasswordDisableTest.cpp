@@ -1,8 +1,11 @@
 // The passwords of the web's user levels, switched off for a time.
 
-#include "system/SystemFixture.h"
+#include "system/PasswordDisable.h"
+
+#include "fake/FakePlatform.h"
 
 #include "support/QtPrinting.h"
+#include "support/TestFiles.h"
 #include "system/StatusWord.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +13,7 @@
 #include <QTimer>
 
 #include <algorithm>
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -35,7 +39,7 @@ QString restLine(int ms)
     return u"Qmzlog.msg(0, \"pwDisableTimeout: rest interval  %1 ms\")"_s.arg(ms);
 }
 
-class SystemPasswordDisableTest : public SystemFixture
+class PasswordDisableTest : public testing::Test
 {
 protected:
     void SetUp() override
@@ -44,11 +48,18 @@ protected:
         std::ranges::fill(fakeSharedArea(), quint8{0});
         start();
         // The first call in the process attaches the area; from here on every test finds it so.
-        system->setPwDisable(0);
+        passwords->setPwDisable(0);
         clearPlatformCalls();
     }
 
-    QTimer &timer() const { return *system->findChild<QTimer *>(); }
+    /** As at the start of the daemon. */
+    void start()
+    {
+        passwords = std::make_unique<PasswordDisable>();
+        PasswordDisable::registerPwDisable();
+    }
+
+    QTimer &timer() const { return *passwords->findChild<QTimer *>(); }
     static quint32 statusWord() { return readStatusWord(fakeSharedArea().data()); }
     static void setStatusWord(quint32 word)
     {
@@ -56,7 +67,9 @@ protected:
             writeStatusBit(fakeSharedArea().data(), bit, word >> bit & 1);
     }
     /** The period is over, without the wait. */
-    void passPeriod() const { ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "pwDisableTimeout")); }
+    void passPeriod() const { passwords->pwDisableTimeout(); }
+
+    std::unique_ptr<PasswordDisable> passwords;
 };
 
 struct Code
@@ -73,18 +86,18 @@ void PrintTo(const Code &code, std::ostream *out)
     *out << code.name;
 }
 
-class SystemDisableCodeTest : public SystemPasswordDisableTest, public testing::WithParamInterface<Code>
+class DisableCodeTest : public PasswordDisableTest, public testing::WithParamInterface<Code>
 {
 };
 
-TEST_P(SystemDisableCodeTest, SetsCodeBitsAndTimer)
+TEST_P(DisableCodeTest, SetsCodeBitsAndTimer)
 {
     const Code code = GetParam();
     setStatusWord(0xFFFFFFFF & ~bothBits);
 
-    system->setPwDisable(code.given);
+    passwords->setPwDisable(code.given);
 
-    EXPECT_EQ(system->getPwDisable(), code.kept);
+    EXPECT_EQ(passwords->getPwDisable(), code.kept);
     EXPECT_EQ(statusWord(), (0xFFFFFFFF & ~bothBits) | code.bits);
     EXPECT_EQ(timer().isActive(), code.intervalMs >= 0);
     QStringList log{codeLine(u"%1"_s.arg(code.given, 8, 16, QChar(u'0')))};
@@ -96,7 +109,7 @@ TEST_P(SystemDisableCodeTest, SetsCodeBitsAndTimer)
     EXPECT_EQ(platformCallTexts(), log);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codes, SystemDisableCodeTest,
+INSTANTIATE_TEST_SUITE_P(Codes, DisableCodeTest,
                          testing::Values(Code{"Nothing", 0, 0, 0, -1},
                                          Code{"Level2", 0x10001, 0x10001, level2Bit, 60'000},
                                          Code{"Level3", 0x2000A, 0x2000A, level3Bit, 600'000},
@@ -112,45 +125,45 @@ INSTANTIATE_TEST_SUITE_P(Codes, SystemDisableCodeTest,
                                          Code{"UpperBitsWithoutMinutes", 0xFFFC0000, 0, 0, -1}),
                          [](const auto &row) { return std::string(row.param.name); });
 
-TEST_F(SystemPasswordDisableTest, EveryCallReplacesThePeriod)
+TEST_F(PasswordDisableTest, EveryCallReplacesThePeriod)
 {
-    system->setPwDisable(0x2000A);
+    passwords->setPwDisable(0x2000A);
 
-    system->setPwDisable(0x10001);
+    passwords->setPwDisable(0x10001);
 
-    EXPECT_EQ(system->getPwDisable(), 0x10001U);
+    EXPECT_EQ(passwords->getPwDisable(), 0x10001U);
     EXPECT_EQ(statusWord(), level2Bit);
     EXPECT_EQ(timer().interval(), 60'000);
     EXPECT_GT(timer().remainingTime(), 50'000);
 }
 
-TEST_F(SystemPasswordDisableTest, CodeWithoutALevelEndsThePeriod)
+TEST_F(PasswordDisableTest, CodeWithoutALevelEndsThePeriod)
 {
-    system->setPwDisable(0x3000A);
+    passwords->setPwDisable(0x3000A);
 
-    system->setPwDisable(0xA);
+    passwords->setPwDisable(0xA);
 
-    EXPECT_EQ(system->getPwDisable(), 0xAU);
+    EXPECT_EQ(passwords->getPwDisable(), 0xAU);
     EXPECT_EQ(statusWord(), 0U);
     EXPECT_FALSE(timer().isActive());
 }
 
-TEST_F(SystemPasswordDisableTest, TimerEndsThePeriod)
+TEST_F(PasswordDisableTest, TimerEndsThePeriod)
 {
-    system->setPwDisable(0x30001);
+    passwords->setPwDisable(0x30001);
     clearPlatformCalls();
     timer().setInterval(1);
 
-    ASSERT_TRUE(waitUntil([this] { return system->getPwDisable() == 0; }));
+    ASSERT_TRUE(waitUntil([this] { return passwords->getPwDisable() == 0; }));
 
     EXPECT_FALSE(timer().isActive());
     EXPECT_EQ(statusWord(), 0U);
     EXPECT_EQ(platformCallTexts(), QStringList({codeLine(u"00000000"_s), restLine(1)}));
 }
 
-TEST_F(SystemPasswordDisableTest, RestIntervalIsThatOfThePeriod)
+TEST_F(PasswordDisableTest, RestIntervalIsThatOfThePeriod)
 {
-    system->setPwDisable(0x10002);
+    passwords->setPwDisable(0x10002);
     clearPlatformCalls();
 
     passPeriod();
@@ -159,9 +172,9 @@ TEST_F(SystemPasswordDisableTest, RestIntervalIsThatOfThePeriod)
     EXPECT_FALSE(timer().isActive());
 }
 
-TEST_F(SystemPasswordDisableTest, LevelsWithoutMinutesEndOnTheNextTurn)
+TEST_F(PasswordDisableTest, LevelsWithoutMinutesEndOnTheNextTurn)
 {
-    system->setPwDisable(0x30000);
+    passwords->setPwDisable(0x30000);
     EXPECT_EQ(platformCallTexts(), QStringList({codeLine(u"00030000"_s), timeOutLine(0)}));
     clearPlatformCalls();
 
@@ -170,48 +183,48 @@ TEST_F(SystemPasswordDisableTest, LevelsWithoutMinutesEndOnTheNextTurn)
     EXPECT_EQ(platformCallTexts(), QStringList({codeLine(u"00000000"_s), restLine(0)}));
 }
 
-TEST_F(SystemPasswordDisableTest, BitsLeftByAnEarlierProcessStayUntilTheFirstCall)
+TEST_F(PasswordDisableTest, BitsLeftByAnEarlierProcessStayUntilTheFirstCall)
 {
     setStatusWord(0xFFFFFFFF);
 
-    system = std::make_unique<System>(nullptr);
+    start();
 
     EXPECT_EQ(statusWord(), 0xFFFFFFFF);
-    EXPECT_EQ(system->getPwDisable(), 0U);
+    EXPECT_EQ(passwords->getPwDisable(), 0U);
     EXPECT_FALSE(timer().isActive());
-    system->setPwDisable(0);
+    passwords->setPwDisable(0);
     EXPECT_EQ(statusWord(), 0xFFFFFFFF & ~bothBits);
 }
 
-TEST_F(SystemPasswordDisableTest, ThousandCallsLeaveTheStateOfTheLast)
+TEST_F(PasswordDisableTest, ThousandCallsLeaveTheStateOfTheLast)
 {
     for (quint32 i = 0; i < 1000; ++i)
-        system->setPwDisable(i << 16 | i);
+        passwords->setPwDisable(i << 16 | i);
 
-    EXPECT_EQ(system->getPwDisable(), 999U << 16 | 999U);
+    EXPECT_EQ(passwords->getPwDisable(), 999U << 16 | 999U);
     EXPECT_EQ(statusWord(), bothBits); // 999 ends in two bits
     EXPECT_EQ(timer().interval(), 999 * 60'000);
-    EXPECT_EQ(system->findChildren<QTimer *>().size(), 1);
+    EXPECT_EQ(passwords->findChildren<QTimer *>().size(), 1);
 }
 
-TEST_F(SystemPasswordDisableTest, IsRegisteredInTheObjectDictionary)
+TEST_F(PasswordDisableTest, IsRegisteredInTheObjectDictionary)
 {
     setHasObjectDictionary(true);
 
-    system = std::make_unique<System>(nullptr);
+    start();
 
     EXPECT_EQ(platformCallTexts(),
               QStringList{u"OdAccess.odRegisterObjectSync(16387, 1, 84, 1, \"com.ozt.nodekeep\", \"/system\", "
                           "\"getPwDisable\", \"setPwDisable\", \"pw disable\", 0)"_s});
 }
 
-TEST_F(SystemPasswordDisableTest, ComesUpWithoutAnObjectDictionary)
+TEST_F(PasswordDisableTest, ComesUpWithoutAnObjectDictionary)
 {
-    system = std::make_unique<System>(nullptr);
+    start();
 
     EXPECT_EQ(platformCallTexts(), QStringList());
-    system->setPwDisable(0x10001);
-    EXPECT_EQ(system->getPwDisable(), 0x10001U);
+    passwords->setPwDisable(0x10001);
+    EXPECT_EQ(passwords->getPwDisable(), 0x10001U);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "system/SystemFixture.h"
 
 #include "support/BusClient.h"
+#include "support/FakeTools.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -110,6 +111,19 @@ TEST_F(SystemBusTest, HostNameOfAnotherTypeIsRefused)
 TEST_F(SystemBusTest, VersionRecordCannotBeWritten)
 {
     EXPECT_EQ(client.setProperty(path, interfaceName, u"oztversion"_s, u"2"_s).type(), QDBusMessage::ErrorMessage);
+}
+
+TEST_F(SystemBusTest, PasswordResetComparesTheHostNameThatIsRemembered)
+{
+    FakeTools tools;
+    tools.add(u"gpg"_s);
+    writeFile(directory.filePath(u"reset"_s), "hostname=node-1\nmac=02:00:5E:10:00:01\n");
+    setKernelName("node-2");
+
+    EXPECT_EQ(client.value(path, interfaceName, u"resetWebPassword"_s, {directory.filePath(u"reset"_s)}), false);
+
+    // The name is right, and nobody is there who could tell the address.
+    EXPECT_EQ(platformCallTexts(), QStringList{u"SystemEvent.pwResetFileError(\"/\")"_s});
 }
 
 TEST_F(SystemBusTest, PlcRuntimeIsReset)

@@ -33,19 +33,7 @@ protected:
 
     void start() { system = std::make_unique<System>(nullptr); }
 
-    /** The name that the object remembers, without a look at the kernel: a refused name tells it. */
-    QString rememberedName()
-    {
-        clearPlatformCalls();
-        system->setHostname(QStringLiteral("_"));
-        const QList<PlatformCall> calls = platformCalls();
-        clearPlatformCalls();
-        return calls.isEmpty() ? QString() : calls.first().args.value(1).toString();
-    }
-
     const QString storedPath = QStringLiteral("/etc/hostname");
-    const QString kernelPath = QStringLiteral("/proc/sys/kernel/hostname");
-    const QString kernelDirectory = QStringLiteral("/proc/sys/kernel");
 
     QTemporaryDir directory;
     std::unique_ptr<System> system;

@@ -1,14 +1,16 @@
 // Files that the web server has taken: certificates and the licence of the PLC runtime.
 
-#include "system/SystemFixture.h"
+#include "system/Uploads.h"
 
-#include "support/BusClient.h"
+#include "fake/FakePlatform.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+#include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
 
 #include <QDir>
+#include <QTemporaryDir>
 
 #include <sys/stat.h>
 
@@ -19,14 +21,13 @@ namespace {
 const QString certificates = u"/srv/certificates"_s;
 const QString plcFiles = u"/srv/codesys"_s;
 
-class SystemUploadsTest : public SystemFixture
+class UploadsTest : public testing::Test
 {
 protected:
     void SetUp() override
     {
         removeAll(certificates);
         removeAll(plcFiles);
-        start();
     }
 
     /** An upload that the web server keeps in a file with this content. */
@@ -35,11 +36,7 @@ protected:
         writeFile(temporary, content);
         announce(name);
     }
-    void announce(const QString &name)
-    {
-        ASSERT_TRUE(
-            QMetaObject::invokeMethod(system.get(), "fileUploaded", Q_ARG(QString, temporary), Q_ARG(QString, name)));
-    }
+    void announce(const QString &name) { storeUpload(temporary, name); }
 
     static QStringList stored(const QString &place = certificates)
     {
@@ -47,11 +44,12 @@ protected:
     }
     static QString certificate(const QString &name) { return certificates + u'/' + name; }
 
+    const QTemporaryDir directory;
     const QString temporary = directory.filePath(u"upload"_s);
     Messages messages;
 };
 
-TEST_F(SystemUploadsTest, CertificateIsMovedToTheDirectory)
+TEST_F(UploadsTest, CertificateIsMovedToTheDirectory)
 {
     upload("%PDF-1", u"report.pdf"_s);
 
@@ -61,7 +59,7 @@ TEST_F(SystemUploadsTest, CertificateIsMovedToTheDirectory)
     EXPECT_EQ(platformCallTexts(), QStringList());
 }
 
-TEST_F(SystemUploadsTest, NameKeepsItsCase)
+TEST_F(UploadsTest, NameKeepsItsCase)
 {
     upload("a", u"CALIBRATION Nr. 1.PDF"_s);
     upload("b", u"Ä.pDf"_s);
@@ -69,7 +67,7 @@ TEST_F(SystemUploadsTest, NameKeepsItsCase)
     EXPECT_EQ(stored(), QStringList({u"CALIBRATION Nr. 1.PDF"_s, u"Ä.pDf"_s}));
 }
 
-TEST_F(SystemUploadsTest, SameNameReplacesTheOlderOne)
+TEST_F(UploadsTest, SameNameReplacesTheOlderOne)
 {
     upload("a longer text", u"a.pdf"_s);
 
@@ -79,7 +77,7 @@ TEST_F(SystemUploadsTest, SameNameReplacesTheOlderOne)
     EXPECT_EQ(stored(), QStringList{u"a.pdf"_s});
 }
 
-TEST_F(SystemUploadsTest, OtherFilesAreLeftAlone)
+TEST_F(UploadsTest, OtherFilesAreLeftAlone)
 {
     for (const QString &name : {u"a.txt"_s, u"pdf"_s, u"a.pdf.gz"_s, u"a.pdf "_s, u""_s, u"fwupdate"_s, u"apdf"_s}) {
         upload("content", name);
@@ -91,7 +89,7 @@ TEST_F(SystemUploadsTest, OtherFilesAreLeftAlone)
     EXPECT_EQ(messages.texts(), QStringList());
 }
 
-TEST_F(SystemUploadsTest, PathInTheNameIsJoined)
+TEST_F(UploadsTest, PathInTheNameIsJoined)
 {
     QDir().mkpath(certificate(u"sub"_s));
 
@@ -105,7 +103,7 @@ TEST_F(SystemUploadsTest, PathInTheNameIsJoined)
     removeAll(u"/srv/b.pdf"_s);
 }
 
-TEST_F(SystemUploadsTest, MissingSourceLosesTheOlderCertificateToo)
+TEST_F(UploadsTest, MissingSourceLosesTheOlderCertificateToo)
 {
     upload("a", u"a.pdf"_s);
 
@@ -114,7 +112,7 @@ TEST_F(SystemUploadsTest, MissingSourceLosesTheOlderCertificateToo)
     EXPECT_EQ(stored(), QStringList());
 }
 
-TEST_F(SystemUploadsTest, FileInTheDirectorysPlaceHasTheUploadStoredBesideIt)
+TEST_F(UploadsTest, FileInTheDirectorysPlaceHasTheUploadStoredBesideIt)
 {
     writeFile(certificates, "a file in the directory's place");
 
@@ -126,7 +124,7 @@ TEST_F(SystemUploadsTest, FileInTheDirectorysPlaceHasTheUploadStoredBesideIt)
     removeAll(u"/srv/a.pdf"_s);
 }
 
-TEST_F(SystemUploadsTest, DirectoryNamedLikeTheCertificateStays)
+TEST_F(UploadsTest, DirectoryNamedLikeTheCertificateStays)
 {
     QDir().mkpath(certificate(u"a.pdf/inside"_s));
 
@@ -136,7 +134,7 @@ TEST_F(SystemUploadsTest, DirectoryNamedLikeTheCertificateStays)
     EXPECT_FALSE(fileExists(temporary));
 }
 
-TEST_F(SystemUploadsTest, FifoIsNotWaitedFor)
+TEST_F(UploadsTest, FifoIsNotWaitedFor)
 {
     ASSERT_EQ(::mkfifo(qPrintable(temporary), 0600), 0);
 
@@ -148,15 +146,14 @@ TEST_F(SystemUploadsTest, FifoIsNotWaitedFor)
     EXPECT_EQ(stored(plcFiles), QStringList());
 }
 
-TEST_F(SystemUploadsTest, EndlessDeviceIsNotRead)
+TEST_F(UploadsTest, EndlessDeviceIsNotRead)
 {
-    ASSERT_TRUE(QMetaObject::invokeMethod(system.get(), "fileUploaded", Q_ARG(QString, u"/dev/zero"_s),
-                                          Q_ARG(QString, u"codesys.lic"_s)));
+    storeUpload(u"/dev/zero"_s, u"codesys.lic"_s);
 
     EXPECT_EQ(stored(plcFiles), QStringList());
 }
 
-TEST_F(SystemUploadsTest, DirectoryAsSourceIsNoCertificate)
+TEST_F(UploadsTest, DirectoryAsSourceIsNoCertificate)
 {
     ASSERT_TRUE(QDir().mkdir(temporary));
 
@@ -166,7 +163,7 @@ TEST_F(SystemUploadsTest, DirectoryAsSourceIsNoCertificate)
     EXPECT_TRUE(fileExists(temporary));
 }
 
-TEST_F(SystemUploadsTest, LicenceIsCopiedAndTheUploadStays)
+TEST_F(UploadsTest, LicenceIsCopiedAndTheUploadStays)
 {
     upload("licence", u"codesys.lic"_s);
 
@@ -175,7 +172,7 @@ TEST_F(SystemUploadsTest, LicenceIsCopiedAndTheUploadStays)
     EXPECT_FALSE(fileExists(certificates));
 }
 
-TEST_F(SystemUploadsTest, LicenceReplacesTheOlderOneAndNothingElse)
+TEST_F(UploadsTest, LicenceReplacesTheOlderOneAndNothingElse)
 {
     writeFile(plcFiles + u"/codesys.lic"_s, "an older, longer licence");
     writeFile(plcFiles + u"/Application.app"_s, "app");
@@ -186,7 +183,7 @@ TEST_F(SystemUploadsTest, LicenceReplacesTheOlderOneAndNothingElse)
     EXPECT_EQ(stored(plcFiles), QStringList({u"Application.app"_s, u"codesys.lic"_s}));
 }
 
-TEST_F(SystemUploadsTest, LicenceIsKnownByItsExactName)
+TEST_F(UploadsTest, LicenceIsKnownByItsExactName)
 {
     for (const QString &name : {u"Codesys.lic"_s, u"./codesys.lic"_s, u"codesys.lic.pdf"_s, u"xcodesys.lic"_s})
         upload("x", name);
@@ -194,64 +191,24 @@ TEST_F(SystemUploadsTest, LicenceIsKnownByItsExactName)
     EXPECT_FALSE(fileExists(plcFiles));
 }
 
-TEST_F(SystemUploadsTest, DeletesEveryCertificateAndCounts)
+TEST_F(UploadsTest, DeletesEveryCertificateAndCounts)
 {
     for (const QString &name : {u"a.pdf"_s, u"B.PDF"_s, u"c.txt"_s, u"pdf"_s, u"d.pdf.old"_s})
         writeFile(certificate(name), "x");
     QDir().mkpath(certificate(u"directory.pdf"_s));
 
-    EXPECT_EQ(system->deleteAllCertificates(), 2);
+    EXPECT_EQ(deleteAllCertificates(), 2);
 
     EXPECT_EQ(stored(), QStringList({u"c.txt"_s, u"d.pdf.old"_s, u"directory.pdf"_s, u"pdf"_s}));
     EXPECT_EQ(messages.texts(), QStringList{u"delete all certificates"_s});
-    EXPECT_EQ(system->deleteAllCertificates(), 0);
+    EXPECT_EQ(deleteAllCertificates(), 0);
 }
 
-TEST_F(SystemUploadsTest, DeletingDoesNotMakeTheDirectory)
+TEST_F(UploadsTest, DeletingDoesNotMakeTheDirectory)
 {
-    EXPECT_EQ(system->deleteAllCertificates(), 0);
+    EXPECT_EQ(deleteAllCertificates(), 0);
 
     EXPECT_FALSE(fileExists(certificates));
-}
-
-TEST_F(SystemUploadsTest, HearsEverySendersSignal)
-{
-    QDBusConnection sender = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"sender"_s);
-    writeFile(temporary, "signalled");
-    QDBusMessage signal = QDBusMessage::createSignal(u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s);
-    signal << temporary << u"a.pdf"_s;
-    letBusCatchUp();
-
-    ASSERT_TRUE(sender.send(signal));
-
-    EXPECT_TRUE(waitUntil([this] { return !fileExists(temporary); }));
-    EXPECT_EQ(readFile(certificate(u"a.pdf"_s)), "signalled");
-    QDBusConnection::disconnectFromBus(u"sender"_s);
-}
-
-TEST_F(SystemUploadsTest, IgnoresSignalsWithOtherArguments)
-{
-    QDBusConnection sender = QDBusConnection::connectToBus(QDBusConnection::SystemBus, u"sender"_s);
-    writeFile(temporary, "kept");
-    letBusCatchUp();
-    const QList<QVariantList> others{{},
-                                     {temporary},
-                                     {temporary, 1},
-                                     {1, u"a.pdf"_s},
-                                     {temporary, QStringList{u"a.pdf"_s}},
-                                     {QByteArray("x"), QVariantMap()},
-                                     {temporary, u"a.pdf"_s, u"more"_s}};
-    for (const QVariantList &arguments : others) {
-        QDBusMessage signal = QDBusMessage::createSignal(u"/"_s, u"com.ozt.httpdata"_s, u"fileUploaded"_s);
-        signal.setArguments(arguments);
-        ASSERT_TRUE(sender.send(signal));
-    }
-    BusClient client;
-    EXPECT_EQ(client.value(u"/system"_s, u"local.System"_s, u"deleteAllCertificates"_s), 0);
-
-    EXPECT_EQ(stored(), QStringList());
-    EXPECT_EQ(readFile(temporary), "kept");
-    QDBusConnection::disconnectFromBus(u"sender"_s);
 }
 
 } // namespace

@@ -1,9 +1,10 @@
 // Resetting the web password. What gpg says is made up here; the system tests ask the real one.
 
-#include "SystemFixture.h"
+#include "system/WebPasswordReset.h"
 
 #include "bootenv/FakeFlash.h"
 #include "bootenv/OwnerOnBus.h"
+#include "fake/FakePlatform.h"
 
 #include "support/QtPrinting.h"
 
@@ -12,6 +13,8 @@
 #include <QDir>
 
 #include <sys/stat.h>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
@@ -25,13 +28,11 @@ QStringList event(const QString &name)
     return {u"SystemEvent."_s + name + u"(\"/\")"_s};
 }
 
-class SystemPasswordResetTest : public FakeFlash
+class WebPasswordResetTest : public FakeFlash
 {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(::sethostname("node-1", 6), 0);
-        writeFile(u"/etc/hostname"_s, "node-1\n");
         writeFile(flashFile(u"config"_s), "eth0.ethaddr=\"02:00:5E:10:00:01\"\n");
         for (const QString &other : others)
             writeFile(other, stored);
@@ -39,10 +40,13 @@ protected:
         acceptAll();
         writeFile(file, "hostname=node-1\nmac=02:00:5E:10:00:01\n");
         owner = std::make_unique<OwnerOnBus>();
-        system = std::make_unique<System>(nullptr);
+        level3 = std::make_unique<BareboxConfig>(nullptr, u"/etc/"_s, u"guiLevel3"_s);
         tools.clearCalls();
         clearPlatformCalls();
     }
+
+    bool reset(const QString &path) { return resetWebPassword(path, u"node-1"_s, *level3); }
+    bool reset() { return reset(file); }
 
     void acceptAll() { tools.add(u"gpg"_s); }
 
@@ -50,7 +54,7 @@ protected:
     {
         clearPlatformCalls();
 
-        EXPECT_FALSE(system->resetWebPassword(path));
+        EXPECT_FALSE(reset(path));
 
         EXPECT_EQ(platformCallTexts(), event(name));
         EXPECT_EQ(readFile(store), stored);
@@ -67,12 +71,12 @@ protected:
     QTemporaryDir directory;
     const QString file = directory.filePath(u"reset"_s);
     std::unique_ptr<OwnerOnBus> owner;
-    std::unique_ptr<System> system;
+    std::unique_ptr<BareboxConfig> level3;
 };
 
-TEST_F(SystemPasswordResetTest, EmptiesThePasswordAndDeletesTheFile)
+TEST_F(WebPasswordResetTest, EmptiesThePasswordAndDeletesTheFile)
 {
-    EXPECT_TRUE(system->resetWebPassword(file));
+    EXPECT_TRUE(reset());
 
     EXPECT_EQ(tools.calls(), QStringList{u"gpg --verify "_s + file});
     EXPECT_EQ(platformCallTexts(), event(u"pwResetSuccessful"_s));
@@ -82,29 +86,29 @@ TEST_F(SystemPasswordResetTest, EmptiesThePasswordAndDeletesTheFile)
         EXPECT_EQ(readFile(other), stored);
 }
 
-TEST_F(SystemPasswordResetTest, TellsOfTheSuccessBeforeItDeletesTheFile)
+TEST_F(WebPasswordResetTest, TellsOfTheSuccessBeforeItDeletesTheFile)
 {
     bool stoodThere = false;
     onPlatformCall([&](const PlatformCall &) { stoodThere = fileExists(file) && readFile(store) != stored; });
 
-    EXPECT_TRUE(system->resetWebPassword(file));
+    EXPECT_TRUE(reset());
 
     onPlatformCall({});
     EXPECT_TRUE(stoodThere);
 }
 
-TEST_F(SystemPasswordResetTest, SucceedsThoughThePasswordCannotBeSaved)
+TEST_F(WebPasswordResetTest, SucceedsThoughThePasswordCannotBeSaved)
 {
     removeAll(store);
     QDir().mkpath(store);
 
-    EXPECT_TRUE(system->resetWebPassword(file));
+    EXPECT_TRUE(reset());
 
     EXPECT_EQ(platformCallTexts(), event(u"pwResetSuccessful"_s));
     removeAll(store);
 }
 
-TEST_F(SystemPasswordResetTest, RefusesWhatGpgDoesNotAccept)
+TEST_F(WebPasswordResetTest, RefusesWhatGpgDoesNotAccept)
 {
     for (const char *script : {"exit 1\n", "exit 2\n", "exit 127\n", "kill -SEGV $$\n", "kill -KILL $$\n"}) {
         tools.add(u"gpg"_s, script);
@@ -113,7 +117,7 @@ TEST_F(SystemPasswordResetTest, RefusesWhatGpgDoesNotAccept)
     }
 }
 
-TEST_F(SystemPasswordResetTest, RefusesEverythingWithoutGpg)
+TEST_F(WebPasswordResetTest, RefusesEverythingWithoutGpg)
 {
     tools.add(u"gpg"_s, "");
     FakeTools none;
@@ -122,33 +126,33 @@ TEST_F(SystemPasswordResetTest, RefusesEverythingWithoutGpg)
     expectRefused(u"pwResetVerifyFailed"_s);
 }
 
-TEST_F(SystemPasswordResetTest, TakesAllThatGpgPrints)
+TEST_F(WebPasswordResetTest, TakesAllThatGpgPrints)
 {
     tools.add(u"gpg"_s, "head -c 1000000 /dev/zero | tee /dev/stderr\n");
 
-    EXPECT_TRUE(system->resetWebPassword(file));
+    EXPECT_TRUE(reset());
 }
 
-TEST_F(SystemPasswordResetTest, GpgHasNothingToRead)
+TEST_F(WebPasswordResetTest, GpgHasNothingToRead)
 {
     tools.add(u"gpg"_s, "cat; exit 2\n");
 
     expectRefused(u"pwResetVerifyFailed"_s, u"-"_s);
 }
 
-TEST_F(SystemPasswordResetTest, NameIsNoOption)
+TEST_F(WebPasswordResetTest, NameIsNoOption)
 {
     expectRefused(u"pwResetFileError"_s, u"--version"_s);
 
     EXPECT_EQ(tools.calls(), QStringList{u"gpg --verify ./--version"_s});
 }
 
-TEST_F(SystemPasswordResetTest, MissingFileIsNotOpenedWhateverGpgSays)
+TEST_F(WebPasswordResetTest, MissingFileIsNotOpenedWhateverGpgSays)
 {
     expectRefused(u"pwResetFileError"_s, directory.filePath(u"missing"_s));
 }
 
-TEST_F(SystemPasswordResetTest, FifosAndDevicesAreNotGivenToGpg)
+TEST_F(WebPasswordResetTest, FifosAndDevicesAreNotGivenToGpg)
 {
     const QString fifo = directory.filePath(u"fifo"_s);
     ASSERT_EQ(::mkfifo(qPrintable(fifo), 0600), 0);
@@ -160,7 +164,7 @@ TEST_F(SystemPasswordResetTest, FifosAndDevicesAreNotGivenToGpg)
     EXPECT_TRUE(fileExists(fifo));
 }
 
-TEST_F(SystemPasswordResetTest, RefusesAFileWithoutBothValues)
+TEST_F(WebPasswordResetTest, RefusesAFileWithoutBothValues)
 {
     for (const char *text : {"", "hostname=node-1\n", "mac=02:00:5E:10:00:01\n", "hostname=\nmac=02:00:5E:10:00:01\n",
                              "hostname=node-1\nmac=\n", "mac=02:00:5E:10:00:01\nhostname=node-1\n"}) {
@@ -170,7 +174,7 @@ TEST_F(SystemPasswordResetTest, RefusesAFileWithoutBothValues)
     }
 }
 
-TEST_F(SystemPasswordResetTest, RefusesAnotherHostName)
+TEST_F(WebPasswordResetTest, RefusesAnotherHostName)
 {
     for (const char *name : {"node-2", "NODE-1", "node-1.local", "node"}) {
         writeFile(file, QByteArray("hostname=") + name + "\nmac=02:00:5E:10:00:01\n");
@@ -179,14 +183,7 @@ TEST_F(SystemPasswordResetTest, RefusesAnotherHostName)
     }
 }
 
-TEST_F(SystemPasswordResetTest, ComparesTheRememberedHostName)
-{
-    ASSERT_EQ(::sethostname("node-2", 6), 0);
-
-    EXPECT_TRUE(system->resetWebPassword(file));
-}
-
-TEST_F(SystemPasswordResetTest, RefusesAnotherEthernetAddress)
+TEST_F(WebPasswordResetTest, RefusesAnotherEthernetAddress)
 {
     for (const char *mac :
          {"02:00:5E:10:00:02", "02:00:5e:10:00:01", "02-00-5E-10-00-01", "02:00:5E:10:00:0", "02:00:5E:10:00:011"}) {
@@ -196,21 +193,21 @@ TEST_F(SystemPasswordResetTest, RefusesAnotherEthernetAddress)
     }
 }
 
-TEST_F(SystemPasswordResetTest, HostNameIsComparedFirst)
+TEST_F(WebPasswordResetTest, HostNameIsComparedFirst)
 {
     writeFile(file, "hostname=node-2\nmac=another\n");
 
     expectRefused(u"pwResetHostnameError"_s);
 }
 
-TEST_F(SystemPasswordResetTest, RefusesWithoutAnAddressInTheBootEnvironment)
+TEST_F(WebPasswordResetTest, RefusesWithoutAnAddressInTheBootEnvironment)
 {
     owner->environment.setEnv(u"eth0.ethaddr"_s, u""_s);
 
     expectRefused(u"pwResetMacError"_s);
 }
 
-TEST_F(SystemPasswordResetTest, MakesTheStoreOfTheBootEnvironmentWhereItIsMissing)
+TEST_F(WebPasswordResetTest, MakesTheStoreOfTheBootEnvironmentWhereItIsMissing)
 {
     removeAll(flashFile(u"config"_s));
     removeAll(envFile(u"config"_s));
@@ -223,34 +220,34 @@ TEST_F(SystemPasswordResetTest, MakesTheStoreOfTheBootEnvironmentWhereItIsMissin
     EXPECT_TRUE(storesOf(*owner).contains(u"config"_s));
 }
 
-TEST_F(SystemPasswordResetTest, RefusesWithoutAnUpdateManager)
+TEST_F(WebPasswordResetTest, RefusesWithoutAnUpdateManager)
 {
     owner.reset();
 
     expectRefused(u"pwResetFileError"_s);
 }
 
-TEST_F(SystemPasswordResetTest, RelativePathIsVerifiedHereAndDeletedBelowTheRoot)
+TEST_F(WebPasswordResetTest, RelativePathIsVerifiedHereAndDeletedBelowTheRoot)
 {
     const QString before = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(directory.path()));
     writeFile(u"/reset"_s, "below the root");
 
-    EXPECT_TRUE(system->resetWebPassword(u"reset"_s));
+    EXPECT_TRUE(reset(u"reset"_s));
 
     EXPECT_TRUE(fileExists(file));
     EXPECT_FALSE(fileExists(u"/reset"_s));
     QDir::setCurrent(before);
 }
 
-TEST_F(SystemPasswordResetTest, FailuresAreNotCounted)
+TEST_F(WebPasswordResetTest, FailuresAreNotCounted)
 {
     tools.add(u"gpg"_s, "exit 1\n");
     for (int i = 0; i < 100; ++i)
         expectRefused(u"pwResetVerifyFailed"_s);
     acceptAll();
 
-    EXPECT_TRUE(system->resetWebPassword(file));
+    EXPECT_TRUE(reset());
 }
 
 } // namespace
