@@ -6,7 +6,7 @@ packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
     python3 python3-dbus python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
-    busybox gnupg net-tools procps strace tzdata wget
+    busybox git gnupg net-tools procps strace tzdata wget
     libavahi-core7 libbsd0 libdaemon0 libxtables12)
 
 # Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
