@@ -16,11 +16,19 @@ const QString bitRate = u"BITRATE"_s;
 const QString terminationState = u"TERMINATION"_s;
 const QString restartTime = u"RESTART"_s;
 
+/** What the tool prints goes where the daemon's own lines go. */
+void runPortTool(const QString &program, const QStringList &arguments)
+{
+    QProcess tool;
+    tool.setProcessChannelMode(QProcess::ForwardedChannels);
+    runTool(tool, program, arguments, noLimitMs);
+}
+
 void restartPort()
 {
-    QProcess::execute(u"/sbin/ifdown"_s, {port});
-    QProcess::execute(u"/sbin/ifconfig"_s, {port, u"down"_s});
-    QProcess::execute(u"/sbin/ifup"_s, {port});
+    runPortTool(u"/sbin/ifdown"_s, {port});
+    runPortTool(u"/sbin/ifconfig"_s, {port, u"down"_s});
+    runPortTool(u"/sbin/ifup"_s, {port});
 }
 
 } // namespace

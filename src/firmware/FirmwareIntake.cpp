@@ -13,7 +13,6 @@
 
 #include <QDebug>
 #include <QDir>
-#include <QFileInfo>
 #include <QProcess>
 #include <QUrl>
 
@@ -59,12 +58,12 @@ void signalFirmwareFailure()
 
 bool checkMd5(const QDir &dir, const QString &name)
 {
-    // md5sum would wait for ever on a FIFO or read an endless device; a missing file is left to it.
-    if (const QFileInfo image(dir, name); image.exists() && !image.isFile())
+    const QString image = dir.absoluteFilePath(name);
+    if (!isForTools(image))
         return false;
 
     QProcess md5sum;
-    runTool(md5sum, u"md5sum"_s, {dir.absoluteFilePath(name)}, noLimitMs);
+    runTool(md5sum, u"md5sum"_s, {image}, noLimitMs);
     const QByteArray computed = digest(md5sum.readAllStandardOutput());
 
     const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));

@@ -11,7 +11,7 @@
 #include <qmz/NodekeepGlobals.h>
 
 #include <QDebug>
-#include <QFileInfo>
+#include <QDir>
 #include <QProcess>
 
 using namespace Qt::StringLiterals;
@@ -68,7 +68,7 @@ QString createCodesysTarball()
         return {};
 
     QString archive = newArchivePath();
-    QStringList arguments{u"-f"_s, archive, u"-C"_s, u"/srv/codesys"_s, u"-cz"_s};
+    QStringList arguments{u"-f"_s, archive, u"-C"_s, QDir(plcDirectory).path(), u"-cz"_s};
     for (const QString &name : backupNames(listed, state->applications))
         arguments << asFileArgument(name);
     qDebug() << arguments;
@@ -88,14 +88,12 @@ bool restoreCodesysFromTarball(const QString &file)
     stopCodesys();
     removePlcApplicationFiles(qmz::NodekeepGlobals::LOADER_PATH);
 
-    // tar would wait for the other end of a FIFO.
-    const QFileInfo archive(file);
-    const bool isReadable = !archive.exists() || archive.isFile();
+    const bool isArchive = isForTools(file);
     QProcess tar;
-    if (isReadable)
-        runTool(tar, u"tar"_s, {u"-C"_s, u"/srv/codesys"_s, u"-xzf"_s, file});
+    if (isArchive)
+        runTool(tar, u"tar"_s, {u"-C"_s, QDir(plcDirectory).path(), u"-xzf"_s, file});
     QFile::remove(file);
-    if (!isReadable || !hasSucceeded(tar))
+    if (!isArchive || !hasSucceeded(tar))
         return false;
 
     // A tar that overruns goes on meanwhile; it ends with this function.

@@ -1,5 +1,6 @@
 #include "system/Uploads.h"
 
+#include "base/ChildProcess.h"
 #include "base/Directory.h"
 
 #include <qmz/NodekeepGlobals.h>
@@ -7,7 +8,6 @@
 #include <QDebug>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
 #include <unistd.h>
 
@@ -27,8 +27,8 @@ void storeFile(const QString &source, const QString &directory, const QString &n
     const QString target = ensureDirectory(directory).filePath(name);
 
     QFile::remove(target);
-    // Copying would wait for ever on a FIFO and never come to the end of a device.
-    if (!QFileInfo(source).isFile() || !QFile::copy(source, target))
+    // Copying is a tool's work, too: it would wait for ever on a FIFO and never come to the end of a device.
+    if (!isForTools(source) || !QFile::copy(source, target))
         qWarning().noquote() << source << "can't be stored as" << target;
 }
 

@@ -24,16 +24,16 @@ const QString eventOrigin = u"/"_s;
 /** Whether gpg accepts the file, which carries its signature inside. Waits for gpg without limit. */
 bool isSigned(const QString &file)
 {
-    // gpg would wait for ever on a FIFO or read an endless device; all else is left to it.
-    if (const QFileInfo info(file); info.exists() && !info.isFile() && !info.isDir())
+    if (!isForTools(file) && !QFileInfo(file).isDir()) // which gpg refuses by itself
         return false;
 
     QProcess gpg;
     gpg.setProcessChannelMode(QProcess::ForwardedChannels);
     gpg.setStandardInputFile(QProcess::nullDevice()); // which it reads when the file is named "-"
     // A name must not become an option.
-    gpg.start(u"gpg"_s, {u"--verify"_s, file.startsWith(u'-') ? u"./"_s + file : file});
-    return gpg.waitForFinished(noLimitMs) && gpg.exitStatus() == QProcess::NormalExit && gpg.exitCode() == 0;
+    const QString argument = file.startsWith(u'-') ? u"./"_s + file : file;
+    return runTool(gpg, u"gpg"_s, {u"--verify"_s, argument}, noLimitMs) && gpg.exitStatus() == QProcess::NormalExit &&
+           gpg.exitCode() == 0;
 }
 
 } // namespace

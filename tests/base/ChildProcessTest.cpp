@@ -13,6 +13,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <sys/stat.h>
+
 #include <csignal>
 
 using namespace Qt::StringLiterals;
@@ -144,6 +146,63 @@ TEST_F(ChildProcessTest, ToolInheritsOnlyTheThreeStandardStreams)
     EXPECT_TRUE(runTool(process, u"/bin/sh"_s, {u"-c"_s, tellOwn}));
 
     EXPECT_EQ(process.readAllStandardOutput().simplified(), "0 1 2");
+}
+
+TEST_F(ChildProcessTest, EachFailureLeavesALineThatNamesToolAndCause)
+{
+    const struct
+    {
+        QByteArray script;
+        QString line;
+    } rows[] = {{"exit 3\n", u"tool ended with status 3"_s},
+                {"kill -KILL $$\n", u"tool was ended by signal 9"_s},
+                {"exec sleep 600\n", u"tool is still running"_s}};
+    for (const auto &row : rows) {
+        tools.add(u"tool"_s, row.script);
+        const Messages messages;
+        QProcess another;
+
+        static_cast<void>(runTool(another, u"tool"_s, {}, 1000));
+
+        EXPECT_EQ(messages.texts().value(0), row.line);
+    }
+
+    const Messages messages;
+    static_cast<void>(runTool(process, u"no-such-tool"_s, {}));
+    EXPECT_EQ(messages.texts(), QStringList{u"no-such-tool can't be started"_s});
+}
+
+TEST_F(ChildProcessTest, SuccessLeavesNoLine)
+{
+    tools.add(u"tool"_s);
+    const Messages messages;
+
+    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+
+    EXPECT_EQ(messages.texts(), QStringList());
+}
+
+TEST(ForToolsTest, FilesAndWhatIsMissingAre)
+{
+    const QTemporaryDir directory;
+    const QString path = directory.filePath(u"file"_s);
+
+    EXPECT_TRUE(isForTools(path));
+    EXPECT_TRUE(isForTools(u""_s));
+    writeFile(path, "");
+    EXPECT_TRUE(isForTools(path));
+    ASSERT_TRUE(QFile::link(path, path + u".link"_s));
+    EXPECT_TRUE(isForTools(path + u".link"_s));
+}
+
+TEST(ForToolsTest, WhatTheyWouldWaitForIsNot)
+{
+    const QTemporaryDir directory;
+    const QString fifo = directory.filePath(u"fifo"_s);
+    ASSERT_EQ(::mkfifo(qPrintable(fifo), 0600), 0);
+
+    for (const QString &path : {fifo, u"/dev/zero"_s, u"/run/dbus/system_bus_socket"_s, directory.path()})
+        EXPECT_FALSE(isForTools(path)) << qPrintable(path);
 }
 
 } // namespace
