@@ -17,7 +17,7 @@ class NandUpdate : public QObject
 
 public:
     /** @param path the firmware's directory, with or without the directories above it. Its last component, up to the
-     *              first point, becomes the object name. */
+     *              first dot, becomes the object name. */
     NandUpdate(const QString &path, const QString &version, const QString &releasename, const QString &svnversion,
                const QString &minUpdaterVer, const QString &date, QObject *parent);
 

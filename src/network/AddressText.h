@@ -5,7 +5,7 @@
 
 /** Reads an IP address as people write it.
  *
- *  IPv4 is four decimal numbers from 0 to 255 with points between, leading zeros without a meaning of their own: the
+ *  IPv4 is four decimal numbers from 0 to 255 with dots between, leading zeros without a meaning of their own: the
  *  old short, octal and hexadecimal spellings would take a slip of the finger for another address. IPv6 is what
  *  QHostAddress takes. White space around either does not count.
  *

@@ -6,7 +6,7 @@ import typing
 from busclient import SERVICE
 from firmwaredevice import MANAGER, FirmwareDevice
 
-SERIAL_RECORD = "local.NandUpdate"
+RECORD_INTERFACE = "local.NandUpdate"
 STORE = "/srv/nodekeep"
 LINK = "/srv/public/docs/manual.txt"
 
@@ -106,4 +106,4 @@ class RoadDevice(FirmwareDevice):
 
 
 PLC_CONFIGURATION = "/CODESYSControl/CODESYSControl.cfg"
-START_UPDATE = ["busctl", "call", SERVICE, "/loader/fwupdate0", SERIAL_RECORD, "startUpdate"]
+START_UPDATE = ["busctl", "call", SERVICE, "/loader/fwupdate0", RECORD_INTERFACE, "startUpdate"]

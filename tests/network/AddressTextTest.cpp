@@ -29,7 +29,7 @@ const Row rows[] = {
     {"three numbers", u"10.0.1"_s, {}},
     {"five numbers", u"10.0.0.0.1"_s, {}},
     {"an empty number", u"10..0.1"_s, {}},
-    {"a point behind", u"10.0.0.1."_s, {}},
+    {"a dot behind", u"10.0.0.1."_s, {}},
     {"hexadecimal", u"0x0a.0.0.1"_s, {}},
     {"a sign", u"+10.0.0.1"_s, {}},
     {"a negative number", u"10.0.0.-1"_s, {}},
