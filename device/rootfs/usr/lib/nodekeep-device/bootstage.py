@@ -1,16 +1,23 @@
 """What happens at each boot of the simulated device before its first service starts."""
 
+import fcntl
 import os
-import subprocess
+import socket
+import struct
 import sys
 import time
 
 import firmwareflash
 import flashimage
 import inside
+import mounts
 
 SRV_SOURCE = "/dev/.device/srv"
 LOG = "/dev/.device/log/device.log"
+
+# Of <linux/sockios.h> and <net/if.h>
+SIOCSIFFLAGS = 0x8914
+IFF_UP = 0x1
 
 boots = 0
 
@@ -28,8 +35,8 @@ def log(line):
 
 
 def prepare(options):
-    """Takes what a device finds when its kernel has come up: marker, host name, data partition, a flash that is
-    never empty of all meaning."""
+    """Takes what a device finds when its kernel has come up: marker, host name, loopback, data partition, a flash
+    that is never empty of all meaning."""
     global boots
     boots += 1
     log(f"boot {boots}")
@@ -42,13 +49,19 @@ def prepare(options):
         file.write(name)
     with open(inside.MARKER, "w") as file:
         file.write(f"{name}\n")
+    bring_up_loopback()
     os.makedirs("/run/udev", exist_ok=True)
     with open("/run/udev/control", "w"):
         pass  # libudev listens to the messages of a device manager only where it sees one at work
     if os.path.ismount("/srv") and not options["srv"]:
-        subprocess.run(["umount", "--lazy", "/srv"], check=True)
+        mounts.unmount("/srv")
     if options["srv"] and not os.path.ismount("/srv"):
-        subprocess.run(["mount", "--bind", SRV_SOURCE, "/srv"], check=True)
+        mounts.bind(SRV_SOURCE, "/srv")
+
+
+def bring_up_loopback():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as any_socket:
+        fcntl.ioctl(any_socket, SIOCSIFFLAGS, struct.pack("16sH14x", b"lo", IFF_UP))
 
 
 def write_new_flash(directory):
@@ -59,5 +72,4 @@ def write_new_flash(directory):
 
 def clear_volatile():
     """Empties what is lost at a reboot, and never what the machine has mounted below it."""
-    command = ["find", "/run", "/tmp", "/dev/shm", "-xdev", "-mindepth", "1", "-delete"]
-    subprocess.run(command, check=False, stderr=subprocess.DEVNULL)
+    os.spawnlp(os.P_WAIT, "sh", "sh", "-c", "find /run /tmp /dev/shm -xdev -mindepth 1 -delete 2>/dev/null")
