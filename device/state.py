@@ -6,7 +6,7 @@
   flash   the flash with the boot environment
   log/    what the device's programs said
   lock    held by a running device; pid and options.json belong to it
-  layout-2  tells that all this is of a form that this version knows
+  layout-3  tells that all this is of a form that this version knows
 """
 
 import fcntl
@@ -20,7 +20,7 @@ from launch import DEFAULT_ENV, DeviceError
 import flashimage
 
 LOCK_LIMIT = 30.0
-LAYOUT = "layout-2"  # a file whose name tells the form of the directory
+LAYOUT = "layout-3"  # a file whose name tells the form of the directory
 
 
 class State:

@@ -41,7 +41,7 @@ def test_a_device_of_another_version_is_not_started_but_can_be_erased(tmp_path):
 def test_a_device_of_a_later_version_is_not_started(make_device):
     device = make_device()
     os.makedirs(device.state.directory)
-    open(device.state.path("layout-3"), "w").close()
+    open(device.state.path("layout-4"), "w").close()
 
     with pytest.raises(simdevice.DeviceError, match="another version"):
         device.start(daemon=False)

@@ -6,8 +6,6 @@ again at the next boot.
 """
 
 import os
-import shutil
-import subprocess
 
 import flashimage
 
@@ -49,7 +47,7 @@ def write_root(firmware):
     if os.path.exists(PLC_CONFIGURATION):
         os.unlink(PLC_CONFIGURATION)
     if os.path.isdir(os.path.dirname(PLC_CONFIGURATION)):
-        shutil.copy(NEW_PLC_CONFIGURATION, PLC_CONFIGURATION)
+        run("cp", NEW_PLC_CONFIGURATION, PLC_CONFIGURATION)
     with open(os.path.join(firmware, "control"), "rb") as file:
         control = variables(file.read())
     # The image in a package made for this device holds random bytes; its version record is the control file's.
@@ -65,11 +63,17 @@ def replace_by_image(directory):
     os.makedirs(directory, exist_ok=True)
     for entry in os.scandir(directory):
         if entry.is_dir(follow_symlinks=False):
-            shutil.rmtree(entry.path)
+            run("rm", "-r", entry.path)
         else:
             os.unlink(entry.path)
     if os.path.isdir(f"{IMAGE}{directory}"):
-        subprocess.run(["cp", "-a", f"{IMAGE}{directory}/.", directory], check=True)
+        run("cp", "-a", f"{IMAGE}{directory}/.", directory)
+
+
+def run(*command):
+    """Runs a program to its end. Raises OSError when it fails."""
+    if os.spawnvp(os.P_WAIT, command[0], command) != 0:
+        raise OSError(f"{' '.join(command)} failed")
 
 
 def variables(text):

@@ -1,19 +1,18 @@
 """The image that a boot environment becomes in the simulated flash.
 
-An image is a header (magic, length of the payload, its SHA-256) and a tar archive of the environment's files. What
-follows the payload in the flash does not count.
+An image is a header (magic, length of the payload, its CRC-32) and the environment's files one after the other, each
+behind the lengths of its path and its content. What follows the payload in the flash does not count.
 """
 
-import hashlib
-import io
 import os
 import struct
-import tarfile
+import zlib
 
 FLASH_SIZE = 256 * 1024
 
-MAGIC = b"SIMENV1\n"
-HEADER = struct.Struct(">8sI32s")
+MAGIC = b"SIMENV2\n"
+HEADER = struct.Struct(">8sII")
+FILE = struct.Struct(">HI")
 
 
 class DamagedImage(Exception):
@@ -22,14 +21,11 @@ class DamagedImage(Exception):
 
 def pack(files):
     """The image of `files`, a dictionary from relative path to content (bytes)."""
-    payload = io.BytesIO()
-    with tarfile.open(fileobj=payload, mode="w", format=tarfile.GNU_FORMAT) as archive:
-        for path in sorted(files):
-            member = tarfile.TarInfo(path)
-            member.size = len(files[path])
-            archive.addfile(member, io.BytesIO(files[path]))
-    data = payload.getvalue()
-    return HEADER.pack(MAGIC, len(data), hashlib.sha256(data).digest()) + data
+    data = b""
+    for path, content in sorted(files.items()):
+        name = os.fsencode(path)
+        data += FILE.pack(len(name), len(content)) + name + content
+    return HEADER.pack(MAGIC, len(data), zlib.crc32(data)) + data
 
 
 def unpack(flash):
@@ -38,14 +34,21 @@ def unpack(flash):
         raise DamagedImage("the flash is erased")
     if len(flash) < HEADER.size:
         raise DamagedImage("the flash is too short for an environment")
-    magic, length, digest = HEADER.unpack_from(flash)
+    magic, length, checksum = HEADER.unpack_from(flash)
     if magic != MAGIC:
         raise DamagedImage("no environment header found")
     data = flash[HEADER.size : HEADER.size + length]
-    if len(data) != length or hashlib.sha256(data).digest() != digest:
+    if len(data) != length or zlib.crc32(data) != checksum:
         raise DamagedImage("the checksum is wrong")
-    with tarfile.open(fileobj=io.BytesIO(data)) as archive:
-        return {member.name: archive.extractfile(member).read() for member in archive if member.isfile()}
+    files = {}
+    place = 0
+    while place < length:
+        name_length, content_length = FILE.unpack_from(data, place)
+        name = place + FILE.size
+        content = name + name_length
+        place = content + content_length
+        files[os.fsdecode(data[name:content])] = data[content:place]
+    return files
 
 
 def read_directory(directory):
