@@ -136,6 +136,28 @@ def test_a_stand_in_refuses_a_real_machine(program, tmp_path):
     assert flash.read_bytes() == b"as it was"
 
 
+def test_each_service_has_a_process_of_its_own(device):
+    names = ["plcruntime", "standins", "upstart", "webserver"]
+
+    def services():
+        lines = device.exec(["ps", "-C", ",".join(names), "-o", "ppid=,comm="], check=True).stdout.splitlines()
+        return sorted(" ".join(line.split()) for line in lines)
+
+    device.wait_for(lambda: services() == ["1 plcruntime", "1 upstart", "1 webserver"], what="all of them alone")
+
+
+def test_a_service_that_does_not_come_up_fails_the_start_and_is_named(make_device):
+    device = make_device()
+    module = "def main(tell_ready):\n    raise OSError('no luck')\n"
+    device.write("/usr/lib/nodekeep-device/standins/upstart.py", module)
+
+    with pytest.raises(simdevice.DeviceError, match="words are in the log standins.log"):
+        device.start(daemon=False)
+
+    assert device.host_log("standins.log") == "upstart did not come up, its words are in the log upstart.log\n"
+    assert device.host_log("upstart.log").endswith("OSError: no luck\n")
+
+
 def test_the_calls_of_any_job_are_recorded_in_order(device):
     assert call_job(device, "avahi_2ddaemon", "Stop", True).returncode == 0
     assert call_job(device, "avahi_2ddaemon", "Start", False, "A=1", "B=2").returncode == 0

@@ -1,4 +1,3 @@
-#!/usr/bin/python3 -EsB
 """Stand-in for the PLC runtime's bus service, com.ozt.codesys with the methods apps and version.
 
 It is on the bus from boot on, and leaves and comes back as the init system's job "codesys" is stopped and started.
@@ -12,15 +11,11 @@ are those of the section [CmpApp] of /CODESYSControl/CODESYSControl.cfg. Each ca
 import json
 import os
 import re
-import sys
 
 import dbus
 import dbus.lowlevel
 import dbus.mainloop.glib
 from gi.repository import GLib
-
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), ".."))
-import inside
 
 NAME = "com.ozt.codesys"
 JOB_PATH = "/com/ubuntu/Upstart/jobs/codesys"
@@ -28,7 +23,6 @@ JOB_INTERFACE = "com.ubuntu.Upstart0_6.Job"
 ANSWERS = "/var/lib/plcruntime"
 CONFIGURATION = "/CODESYSControl/CODESYSControl.cfg"
 LOG = "/var/log/plcruntime.log"
-READY_FD = 3
 
 
 def configured_applications():
@@ -83,8 +77,7 @@ def handle(bus, message):
     return dbus.lowlevel.HANDLER_RESULT_HANDLED
 
 
-def main():
-    inside.require_device()
+def main(tell_ready):
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SystemBus()
     bus.add_message_filter(handle)
@@ -92,9 +85,5 @@ def main():
     bus.add_signal_receiver(lambda instance: bus.request_name(NAME), "InstanceAdded", **job)
     bus.add_signal_receiver(lambda instance: bus.release_name(NAME), "InstanceRemoved", **job)
     bus.request_name(NAME)
-    with os.fdopen(READY_FD, "w") as ready:
-        ready.write("ready\n")
+    tell_ready()
     GLib.MainLoop().run()
-
-
-main()

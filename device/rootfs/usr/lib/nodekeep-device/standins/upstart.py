@@ -1,4 +1,3 @@
-#!/usr/bin/python3 -EsB
 """Stand-in for the init system's bus service: every job there could be takes Start, Stop and Restart.
 
 Each call becomes a line of JSON in /var/log/upstart-jobs.jsonl. Where the device has an executable
@@ -11,21 +10,16 @@ import datetime
 import json
 import os
 import subprocess
-import sys
 
 import dbus
 import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), ".."))
-import inside
-
 JOBS_PATH = "/com/ubuntu/Upstart/jobs"
 JOB_INTERFACE = "com.ubuntu.Upstart0_6.Job"
 HOOKS = "/etc/init-jobs"
 LOG = "/var/log/upstart-jobs.jsonl"
-READY_FD = 3
 
 
 def record(job, call, env, wait):
@@ -114,16 +108,11 @@ class Jobs(dbus.service.FallbackObject):
         self.act(path, "Restart", env, wait, lambda: done(path + "/_"), failed)
 
 
-def main():
-    inside.require_device()
+def main(tell_ready):
     dbus.mainloop.glib.DBusGMainLoop(set_as_default=True)
     bus = dbus.SystemBus()
     jobs = Jobs(bus, JOBS_PATH)
     name = dbus.service.BusName("com.ubuntu.Upstart", bus, do_not_queue=True)
-    with os.fdopen(READY_FD, "w") as ready:
-        ready.write("ready\n")
+    tell_ready()
     GLib.MainLoop().run()
     del name, jobs  # until here they had to live
-
-
-main()

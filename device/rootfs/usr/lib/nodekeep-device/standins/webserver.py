@@ -1,26 +1,14 @@
-#!/usr/bin/python3 -ISB
 """Port 80 of the device's own network: the web server starts with the first client, whom few devices ever see."""
 
 import os
 import select
 import socket
-import sys
-
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.realpath(__file__)), ".."))
-import inside
-
-READY_FD = 3
 
 
-def main():
-    inside.require_device()
+def main(tell_ready):
     listener = socket.create_server(("", 80))
-    with os.fdopen(READY_FD, "w") as ready:
-        ready.write("ready\n")
+    tell_ready()
     select.select([listener], [], [])
     listener.set_inheritable(True)
     server = os.path.join(os.path.dirname(os.path.realpath(__file__)), "../webserver")
     os.execv(server, [server, str(listener.fileno())])
-
-
-main()
