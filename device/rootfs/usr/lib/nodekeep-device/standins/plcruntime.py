@@ -15,7 +15,8 @@ import re
 import dbus
 import dbus.lowlevel
 import dbus.mainloop.glib
-from gi.repository import GLib
+
+from standins import mainloop
 
 NAME = "com.ozt.codesys"
 JOB_PATH = "/com/ubuntu/Upstart/jobs/codesys"
@@ -86,4 +87,4 @@ def main(tell_ready):
     bus.add_signal_receiver(lambda instance: bus.release_name(NAME), "InstanceRemoved", **job)
     bus.request_name(NAME)
     tell_ready()
-    GLib.MainLoop().run()
+    mainloop.run()

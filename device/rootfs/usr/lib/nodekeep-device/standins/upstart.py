@@ -9,17 +9,19 @@ import collections
 import datetime
 import json
 import os
-import subprocess
+import signal
 
 import dbus
 import dbus.mainloop.glib
 import dbus.service
-from gi.repository import GLib
+
+from standins import mainloop
 
 JOBS_PATH = "/com/ubuntu/Upstart/jobs"
 JOB_INTERFACE = "com.ubuntu.Upstart0_6.Job"
 HOOKS = "/etc/init-jobs"
 LOG = "/var/log/upstart-jobs.jsonl"
+NO_INPUT = [(os.POSIX_SPAWN_OPEN, 0, "/dev/null", os.O_RDONLY, 0)]
 
 
 def record(job, call, env, wait):
@@ -68,12 +70,12 @@ class Jobs(dbus.service.FallbackObject):
         while queue:
             command, done, failed = queue[0]
             try:
-                child = subprocess.Popen(command, stdin=subprocess.DEVNULL)
+                pid = os.posix_spawn(command[0], command, os.environ, file_actions=NO_INPUT, setsigdef=[signal.SIGPIPE])
             except OSError as error:
                 failed(dbus.DBusException(str(error), name="com.ubuntu.Upstart0_6.Error.JobFailed"))
                 queue.popleft()
                 continue
-            GLib.child_watch_add(child.pid, lambda pid, status: self.ended(queue))
+            mainloop.when_ended(pid, lambda: self.ended(queue))
             return
 
     def ended(self, queue):
@@ -114,5 +116,5 @@ def main(tell_ready):
     jobs = Jobs(bus, JOBS_PATH)
     name = dbus.service.BusName("com.ubuntu.Upstart", bus, do_not_queue=True)
     tell_ready()
-    GLib.MainLoop().run()
+    mainloop.run()
     del name, jobs  # until here they had to live
