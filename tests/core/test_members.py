@@ -2,7 +2,7 @@
 
 import pytest
 from busclient import input_signature
-from test_object_tree import INTERFACES
+from objecttree import INTERFACES
 
 MEMBERS = {
     "local.FwUpdateSettings": """
