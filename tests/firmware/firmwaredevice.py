@@ -80,6 +80,19 @@ class FirmwareDevice(simdevice.SimulatedDevice):
             pass  # the comparison says more
         assert self.told() == expected
 
+    def reboots_told(self):
+        """The arguments of the events that announced a reboot so far."""
+        return [line["args"] for line in self.platform_log() if line["call"] == "SystemEvent.reboot"]
+
+    def wait_boots(self, count):
+        """Waits until the device has booted that often, the start included, and its daemon answers."""
+        self.wait_for(lambda: self.boots == count, 30, f"boot {count}")
+        self.wait_daemon()
+
+    def flags(self):
+        """What the manager tells of the way through an update."""
+        return {name: self.get(*MANAGER, name) for name in ("factoryInit", "fwUpdated", "updateFailed")}
+
     def firmware_directories(self):
         return sorted(self.exec(["sh", "-c", "ls /srv/fwupdate 2>/dev/null"]).stdout.split())
 

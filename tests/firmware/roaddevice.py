@@ -4,7 +4,7 @@ import json
 import typing
 
 from busclient import SERVICE
-from firmwaredevice import MANAGER, FirmwareDevice
+from firmwaredevice import FirmwareDevice
 
 RECORD_INTERFACE = "local.NandUpdate"
 STORE = "/srv/nodekeep"
@@ -95,7 +95,7 @@ class RoadDevice(FirmwareDevice):
 
     def is_ordinary(self):
         """Whether the device runs as on any other day: nothing of an update is left."""
-        flags = [self.get(*MANAGER, name) for name in ("factoryInit", "fwUpdated", "updateFailed")]
+        flags = self.flags().values()
         return not any(flags) and not self.exists("/new_firmware") and not self.exists(f"{STORE}/update")
 
     def left_in_store(self):

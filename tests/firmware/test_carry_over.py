@@ -37,15 +37,6 @@ def store(device):
     return device.exec(["ls", "-A", "/srv/nodekeep"]).stdout.split()
 
 
-def flags(device):
-    return {name: device.get(*MANAGER, name) for name in ("factoryInit", "fwUpdated", "updateFailed")}
-
-
-def wait_boots(device, count):
-    device.wait_for(lambda: device.boots == count, 30, f"boot {count}")
-    device.wait_daemon()
-
-
 def without_port(files):
     """All but the interfaces file, which each reboot writes anew: as DHCP where there is no connman to tell better."""
     return {name: content for name, content in files.items() if name != "interfaces"}
@@ -65,7 +56,7 @@ def test_settings_survive_an_update(device: FirmwareDevice, make_package):
 
     device.call("/loader/fwupdate0", "local.NandUpdate", "startUpdate")
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
     assert without_port(settings(device)) == without_port(written)
     assert mode(device, CARRIED["ssh_host_rsa_key"]) == "600"
@@ -73,7 +64,7 @@ def test_settings_survive_an_update(device: FirmwareDevice, make_package):
     assert device.get("/system", "local.System", "hostname") == "node-7"
     assert "[CmpApp]\nApplication.1=Pump\nApplication.2=Fan\n" in device.read(CONFIGURATION)
     assert device.read("/srv/codesys/qmz.cfg") == "35\nPump\nFan\n"
-    assert flags(device) == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
+    assert device.flags() == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
 
 
 def test_settings_wait_on_the_data_partition_for_the_first_start(device: FirmwareDevice):
@@ -92,7 +83,7 @@ def test_settings_wait_on_the_data_partition_for_the_first_start(device: Firmwar
 
     assert settings(device) == written
     assert store(device) == []
-    assert flags(device) == {"factoryInit": False, "fwUpdated": True, "updateFailed": True}
+    assert device.flags() == {"factoryInit": False, "fwUpdated": True, "updateFailed": True}
     links = device.exec(["stat", "-c", "%h", "/srv/public/page.htm"], check=True).stdout
     assert links == "2\n"
 
@@ -108,7 +99,7 @@ def test_a_power_cut_before_the_restore_costs_nothing(device: FirmwareDevice, ma
 
     device.power_cycle()
 
-    wait_boots(device, 2)
+    device.wait_boots(2)
     assert without_port(settings(device)) == without_port(written)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
 
@@ -120,12 +111,12 @@ def test_a_partition_that_is_mounted_late_brings_the_settings_then(new_device: F
     device.write("/srv/nodekeep/update", "NAND_UPDATE=fwupdate9\n")
     device.write("/srv/nodekeep/guiLevel1", "stored=1\n")
     device.unmount_srv()
-    assert flags(device)["updateFailed"] is False
+    assert device.flags()["updateFailed"] is False
 
     device.mount_srv(told=True)
 
-    device.wait_for(lambda: flags(device)["updateFailed"], what="the restore")
-    assert flags(device) == {"factoryInit": False, "fwUpdated": True, "updateFailed": True}
+    device.wait_for(lambda: device.flags()["updateFailed"], what="the restore")
+    assert device.flags() == {"factoryInit": False, "fwUpdated": True, "updateFailed": True}
     assert device.read("/etc/guiLevel1") == "stored=1\n"
     assert store(device) == []
 
@@ -138,6 +129,6 @@ def test_a_store_without_the_marker_stays(new_device: FirmwareDevice):
 
     device.start_daemon()
 
-    assert flags(device) == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
+    assert device.flags() == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
     assert device.read("/etc/guiLevel1") == before
     assert store(device) == ["guiLevel1"]

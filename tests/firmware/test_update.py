@@ -8,15 +8,6 @@ from insidetools import job_calls
 RECORD = "local.NandUpdate"
 
 
-def reboots_told(device):
-    return [line["args"] for line in device.platform_log() if line["call"] == "SystemEvent.reboot"]
-
-
-def wait_boots(device, count):
-    device.wait_for(lambda: device.boots == count, 30, f"boot {count}")
-    device.wait_daemon()
-
-
 def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice, make_package):
     assert device.get("/system", "local.System", "oztversion") == "4.2.0"
     device.upload(make_package("--version", "4.3"))
@@ -25,7 +16,7 @@ def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice,
 
     device.call("/loader/fwupdate0", RECORD, "startUpdate")
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
     assert device.get(*MANAGER, "factoryInit") is False
     assert device.get(*MANAGER, "fwUpdated") is False
@@ -38,7 +29,7 @@ def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice,
 def test_an_uploaded_package_starts_by_itself_unless_told_otherwise(own_device: FirmwareDevice, make_package):
     own_device.upload(make_package("--version", "4.4"))
 
-    wait_boots(own_device, 3)
+    own_device.wait_boots(3)
     assert own_device.get("/system", "local.System", "oztversion") == "4.4"
 
 
@@ -80,44 +71,40 @@ def start_held(device, srv=True):
     device.start_daemon(env={"PATH": "/opt/shadow:/usr/sbin:/usr/bin:/sbin:/bin"})
 
 
-def flags(device):
-    return {name: device.get(*MANAGER, name) for name in ("factoryInit", "fwUpdated", "updateFailed")}
-
-
 def test_an_ordinary_start_does_not_listen_for_started(held: FirmwareDevice):
     start_held(held)
 
     held.emit_started()
 
-    assert flags(held) == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
-    assert reboots_told(held) == []
+    assert held.flags() == {"factoryInit": False, "fwUpdated": False, "updateFailed": False}
+    assert held.reboots_told() == []
 
 
 @pytest.mark.parametrize("arguments", [[], ["s", "x"], ["a{sv}", "1", "k", "u", "7"]])
 def test_a_first_start_with_srv_ready_reboots_at_started(held: FirmwareDevice, arguments):
     held.write("/new_firmware", "")
     start_held(held)
-    assert flags(held) == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
-    assert reboots_told(held) == []
+    assert held.flags() == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
+    assert held.reboots_told() == []
 
     held.busctl("emit", "/any/path", "com.ozt.syscfgmgr", "started", *arguments)
 
-    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot")
+    held.wait_for(lambda: held.reboots_told() == [["/"]], what="the reboot")
     assert not held.exists("/new_firmware")
 
 
 def test_a_first_start_with_started_first_reboots_when_srv_is_mounted(held: FirmwareDevice):
     held.write("/new_firmware", "")
     start_held(held, srv=False)
-    assert flags(held) == {"factoryInit": True, "fwUpdated": False, "updateFailed": False}
+    assert held.flags() == {"factoryInit": True, "fwUpdated": False, "updateFailed": False}
     held.emit_started()
     held.tell_udev("add")
-    assert reboots_told(held) == []
+    assert held.reboots_told() == []
 
     held.mount_srv()
 
-    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot")
-    assert flags(held)["fwUpdated"] is True
+    held.wait_for(lambda: held.reboots_told() == [["/"]], what="the reboot")
+    assert held.flags()["fwUpdated"] is True
     assert "/srv available scanning firmware." not in held.daemon_log()
 
 
@@ -125,7 +112,7 @@ def test_factory_init_is_a_first_start_and_is_cleared_from_the_flash(held: Firmw
     held.flash = held.flash | {"factory_init": "#!/bin/sh\n"}
     start_held(held)
 
-    assert flags(held) == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
+    assert held.flags() == {"factoryInit": True, "fwUpdated": True, "updateFailed": False}
     assert "factory_init" not in held.flash
     assert not held.exists("/var/run/bareboxenv/factory_init")
     assert "/loader/factory_init" not in held.tree()
@@ -137,9 +124,9 @@ def test_arm_reboot_on_an_ordinary_system_only_arms(held: FirmwareDevice):
 
     held.call(*MANAGER, "armReboot")
 
-    assert reboots_told(held) == []
+    assert held.reboots_told() == []
     held.tell_udev("add")
-    held.wait_for(lambda: reboots_told(held) == [["/"]], what="the reboot at the next mount")
+    held.wait_for(lambda: held.reboots_told() == [["/"]], what="the reboot at the next mount")
 
 
 def test_reboot_without_a_marker_and_without_a_network_object_does_all_the_rest(held: FirmwareDevice):
@@ -147,7 +134,7 @@ def test_reboot_without_a_marker_and_without_a_network_object_does_all_the_rest(
 
     held.call(*MANAGER, "reboot")
 
-    assert reboots_told(held) == [["/"]]
+    assert held.reboots_told() == [["/"]]
     assert held.read("/srv/shutdowns") == "down\n"
     assert held.records() == {}  # the daemon goes on until the system ends it
 
@@ -157,7 +144,7 @@ def test_a_firmware_without_images_boots_the_old_system(device: FirmwareDevice):
 
     device.call(*MANAGER, "startUpdateNand", "s", "fwupdate5")
 
-    wait_boots(device, 2)
+    device.wait_boots(2)
     assert device.get("/system", "local.System", "oztversion") == "4.2.0"
     assert device.get(*MANAGER, "factoryInit") is False
     assert "update" not in device.flash
@@ -174,7 +161,7 @@ def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: Fir
 
     device.power_cycle()
 
-    wait_boots(device, 2)
+    device.wait_boots(2)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
     assert "update" not in device.flash
 

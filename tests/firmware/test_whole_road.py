@@ -3,8 +3,6 @@
 import pytest
 from firmwaredevice import MANAGER
 from roaddevice import INTERFACES, LINK, PLC_CONFIGURATION, PUBLIC, START_UPDATE, RoadDevice
-from test_update import reboots_told, wait_boots
-
 
 DHCP_FILE = """\
 #/etc/network/interfaces automatically updated by nodekeep, changes might be lost!
@@ -57,7 +55,7 @@ def test_everything_that_was_set_is_as_before_on_the_new_firmware(settled: RoadD
     device.take_in(package)
 
     device.exec(START_UPDATE, check=True)
-    wait_boots(device, 3)
+    device.wait_boots(3)
 
     assert device.version() == "4.3"
     assert_is_as_before(device, before)
@@ -67,12 +65,12 @@ def test_everything_that_was_set_is_as_before_on_the_new_firmware(settled: RoadD
     assert device.read("/srv/public/docs/readme.txt") == "the owner's\n", "what is there stays"
     assert device.read("/srv/public/own.txt") == "the owner's\n"
 
-    told = len(reboots_told(device))
+    told = len(device.reboots_told())
     device.power_cycle()
 
     assert device.version() == "4.3"
     assert_is_as_before(device, before)
-    assert device.boots == 1 and len(reboots_told(device)) == told, "a third start is an ordinary one"
+    assert device.boots == 1 and len(device.reboots_told()) == told, "a third start is an ordinary one"
 
 
 def test_started_before_the_partition_is_mounted_waits_for_it_and_loses_the_interfaces_file(
@@ -84,7 +82,7 @@ def test_started_before_the_partition_is_mounted_waits_for_it_and_loses_the_inte
     before = device.settings()
     device.take_in(package)
     update_without_partition(device)
-    wait_boots(device, 2)
+    device.wait_boots(2)
     assert device.version() == "4.3"
     assert not device.exists("/etc/ssh/ssh_host_rsa_key")
     device.emit_started()
@@ -92,7 +90,7 @@ def test_started_before_the_partition_is_mounted_waits_for_it_and_loses_the_inte
     device.tell_udev("add")
     device.mount_srv()
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     device.mount_srv()
     mode, _, _ = before.files[INTERFACES].partition("\n")
     before.files[INTERFACES] = f"{mode}\n{DHCP_FILE}"
@@ -104,7 +102,7 @@ def test_started_after_the_partition_was_mounted_reboots_then(settled: RoadDevic
     before = device.settings()
     device.take_in(package)
     update_without_partition(device)
-    wait_boots(device, 2)
+    device.wait_boots(2)
     device.tell_udev("add")
     device.mount_srv()
     device.wait_for(lambda: device.get(*MANAGER, "fwUpdated"), 20, "the restore")
@@ -113,7 +111,7 @@ def test_started_after_the_partition_was_mounted_reboots_then(settled: RoadDevic
 
     device.emit_started()
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     device.mount_srv()
     assert_is_as_before(device, before)
 
@@ -131,7 +129,7 @@ def test_a_factory_initialisation_on_the_way_ends_as_well(settled: RoadDevice, p
     device.call(*MANAGER, "addConfig", "s", "factory_init")
 
     device.exec(START_UPDATE, check=True)
-    wait_boots(device, 3)
+    device.wait_boots(3)
 
     assert device.version() == "4.3"
     assert_is_as_before(device, before)
@@ -150,7 +148,7 @@ def test_a_package_that_is_only_kept_changes_nothing_until_it_is_started(settled
     assert (device.version(), device.boots) == ("4.2.0", 1)
     device.exec(START_UPDATE, check=True)
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     assert device.version() == "4.3"
     assert_is_as_before(device, before)
 
@@ -161,7 +159,7 @@ def test_a_package_that_is_not_only_kept_goes_the_whole_road_alone(settled: Road
 
     device.upload(package)
 
-    wait_boots(device, 3)
+    device.wait_boots(3)
     assert device.version() == "4.3"
     assert_is_as_before(device, before)
 
@@ -173,6 +171,6 @@ def test_without_a_plc_runtime_the_default_application_is_entered(settled: RoadD
     device.take_in(package)
 
     device.exec(START_UPDATE, check=True)
-    wait_boots(device, 3)
+    device.wait_boots(3)
 
     assert "Bootproject.RetainMismatch.Init=1\nApplication.1=Application\n" in device.read(PLC_CONFIGURATION)
