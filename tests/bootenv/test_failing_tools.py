@@ -2,7 +2,7 @@
 
 import pytest
 from busclient import BusClient
-from insidetools import SHADOWED_PATH, daemon_children, shadow, shell, start_shadowed
+from insidetools import daemon_children, shadow, shell, start_shadowed
 
 
 def assert_all_unset(client):
@@ -129,7 +129,7 @@ def test_an_erasure_that_overruns_also_stops_the_write_and_is_ended(own_device):
     own_device.stop_daemon()
     shadow(own_device, "flash_eraseall", "echo $$ >>/run/erasures; exec sleep 1000")
     shadow(own_device, "bareboxenv", 'echo "$1" >>/run/calls; exec /usr/sbin/bareboxenv "$@"')
-    own_device.start_daemon(env={"PATH": SHADOWED_PATH})
+    start_shadowed(own_device)
     before = own_device.flash
 
     with BusClient(own_device) as client:

@@ -5,6 +5,7 @@ import json
 import simdevice
 import web
 from busclient import SERVICE
+from insidetools import SHADOWED_PATH
 
 MANAGER = ("/loader", "local.FwUpdateSettings")
 
@@ -29,11 +30,8 @@ class FirmwareDevice(simdevice.SimulatedDevice):
     def tree(self):
         return self.busctl("--list", "tree", SERVICE).split()
 
-    def shadow(self, tool, script):
-        """Puts a tool of ours ahead of the device's own, for a daemon that is started by start_with_shadows."""
-        self.write(f"/opt/shadow/{tool}", f"#!/bin/sh\n{script}\n", mode="755")
-
-    def start_with_shadows(self, path="/opt/shadow:/usr/sbin:/usr/bin:/sbin:/bin"):
+    def start_with_shadows(self, path=SHADOWED_PATH):
+        """Starts the daemon anew so that it finds the shadows."""
         self.stop_daemon()
         self.start_daemon(env={"PATH": path})
         self.keep_uploads()

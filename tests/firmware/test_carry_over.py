@@ -1,6 +1,7 @@
 """Identity and settings over an update, with the PLC's applications, and the public files of a firmware."""
 
 from firmwaredevice import MANAGER, TAKEN, FirmwareDevice
+from insidetools import shadow
 
 CARRIED = {
     "hostname": "/etc/hostname",
@@ -69,7 +70,7 @@ def test_settings_survive_an_update(device: FirmwareDevice, make_package):
 
 def test_settings_wait_on_the_data_partition_for_the_first_start(device: FirmwareDevice):
     written = change_settings(device)
-    device.shadow("shutdown", "exit 0")
+    shadow(device, "shutdown", "exit 0")
     device.write("/srv/fwupdate/fwupdate3/public/page.htm", "<p>")
     device.exec(["mkdir", "/srv/public"], check=True)
     device.start_with_shadows()
@@ -92,7 +93,7 @@ def test_a_power_cut_before_the_restore_costs_nothing(device: FirmwareDevice, ma
     written = change_settings(device)
     device.upload(make_package("--version", "4.3"))
     device.wait_told(TAKEN)
-    device.shadow("shutdown", "exit 0")
+    shadow(device, "shutdown", "exit 0")
     device.start_with_shadows()
     device.wait_for(lambda: device.records(), what="the scan")
     device.call("/loader/fwupdate0", "local.NandUpdate", "startUpdate")

@@ -6,6 +6,7 @@ import subprocess
 import pytest
 
 from firmwaredevice import MANAGER, TAKEN, FirmwareDevice
+from insidetools import shadow
 
 SUPPORT = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(__file__))), "support")
 ADDRESS = "http://127.0.0.1:8080"
@@ -74,7 +75,7 @@ def test_an_invalid_address_is_told_by_nothing_but_the_leds(device: FirmwareDevi
 
 
 def test_the_default_address_is_the_makers_build_server(device: FirmwareDevice):
-    device.shadow("wget", 'printf "%s\\n" "$@" >/run/wget-arguments; exit 4')
+    shadow(device, "wget", 'printf "%s\\n" "$@" >/run/wget-arguments; exit 4')
     device.start_with_shadows()
 
     device.call(*MANAGER, "startUpdateHttp")
@@ -99,7 +100,7 @@ def test_a_wget_that_is_missing_is_one_that_fails(device: FirmwareDevice):
 
 @pytest.mark.parametrize("script", ["exit 8", "kill -9 $$", "kill -15 $$", "yes | head -c 3000000; exit 1"])
 def test_a_wget_that_fails_in_any_way(device: FirmwareDevice, script):
-    device.shadow("wget", f"echo half >/tmp/fwupdate; {script}")
+    shadow(device, "wget", f"echo half >/tmp/fwupdate; {script}")
     device.start_with_shadows()
 
     download(device, "good")

@@ -3,6 +3,7 @@
 import pytest
 
 from firmwaredevice import NOT_UNPACKED, TAKEN, FirmwareDevice
+from insidetools import SHADOWS, shadow
 
 NOT_FOUND_IN = [1, (60, 5), 2, (10, 1), 0]
 
@@ -51,7 +52,7 @@ def test_a_read_only_partition_refuses_the_package(device: FirmwareDevice, make_
 
 def test_a_partition_that_goes_away_while_tar_runs(device: FirmwareDevice, make_package):
     mount_over_srv(device, "size=16m")
-    device.shadow("tar", 'while [ ! -e /tmp/go ]; do sleep 0.05; done; exec /usr/bin/tar "$@"')
+    shadow(device, "tar", 'while [ ! -e /tmp/go ]; do sleep 0.05; done; exec /usr/bin/tar "$@"')
     device.start_with_shadows()
     device.upload(make_package())
     device.wait_for(lambda: device.told() == [1], what="the package to be seen")
@@ -74,26 +75,26 @@ def test_a_partition_that_goes_away_while_tar_runs(device: FirmwareDevice, make_
     ],
 )
 def test_a_tar_that_fails_in_any_way(device: FirmwareDevice, make_package, script, told):
-    device.shadow("tar", script)
+    shadow(device, "tar", script)
     device.start_with_shadows()
     device.upload(make_package())
     device.wait_told(told)
     assert device.records() == {}
     assert children(device) == []
 
-    device.exec(["rm", "/opt/shadow/tar"], check=True)
+    device.exec(["rm", f"{SHADOWS}/tar"], check=True)
     take_the_next(device, make_package(), told)
 
 
 @pytest.mark.parametrize("script", ["exit 1", "kill -9 $$", "echo; echo", "yes | head -c 3000000"])
 def test_an_md5sum_that_fails_refuses_the_package(device: FirmwareDevice, make_package, script):
-    device.shadow("md5sum", script)
+    shadow(device, "md5sum", script)
     device.start_with_shadows()
     device.upload(make_package())
     device.wait_told(NOT_FOUND_IN)
     assert device.firmware_directories() == []
 
-    device.exec(["rm", "/opt/shadow/md5sum"], check=True)
+    device.exec(["rm", f"{SHADOWS}/md5sum"], check=True)
     take_the_next(device, make_package(), NOT_FOUND_IN)
 
 

@@ -3,7 +3,7 @@
 import pytest
 
 from firmwaredevice import MANAGER, TAKEN, FirmwareDevice
-from insidetools import job_calls
+from insidetools import job_calls, shadow, start_shadowed
 
 RECORD = "local.NandUpdate"
 
@@ -34,7 +34,7 @@ def test_an_uploaded_package_starts_by_itself_unless_told_otherwise(own_device: 
 
 
 def test_starting_a_firmware_names_it_in_the_flash_and_then_reboots(device: FirmwareDevice):
-    device.shadow("shutdown", 'printf "%s\\n" "$@" >/srv/shutdown-arguments')
+    shadow(device, "shutdown", 'printf "%s\\n" "$@" >/srv/shutdown-arguments')
     device.write("/srv/fwupdate/fwupdate3/any", "")
     device.start_with_shadows()
     before = len(device.platform_log())
@@ -61,14 +61,14 @@ def test_starting_a_firmware_names_it_in_the_flash_and_then_reboots(device: Firm
 def held(new_device):
     """A device on which a reboot is seen and does not happen, with no "started" of its own."""
     new_device.start(daemon=False)
-    new_device.shadow("shutdown", "echo down >>/srv/shutdowns")
+    shadow(new_device, "shutdown", "echo down >>/srv/shutdowns")
     return new_device
 
 
 def start_held(device, srv=True):
     if not srv:
         device.unmount_srv()
-    device.start_daemon(env={"PATH": "/opt/shadow:/usr/sbin:/usr/bin:/sbin:/bin"})
+    start_shadowed(device)
 
 
 def test_an_ordinary_start_does_not_listen_for_started(held: FirmwareDevice):
@@ -154,7 +154,7 @@ def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: Fir
     device.upload(make_package("--version", "4.3"))
     device.wait_told(TAKEN)
     device.stop_daemon()
-    device.shadow("shutdown", "exit 0")
+    shadow(device, "shutdown", "exit 0")
     device.start_with_shadows()
     device.wait_for(lambda: device.records(), what="the scan")
     device.call("/loader/fwupdate0", RECORD, "startUpdate")
@@ -168,7 +168,7 @@ def test_a_power_cut_on_the_way_into_the_update_boots_the_new_system(device: Fir
 
 @pytest.mark.slow
 def test_a_shutdown_that_takes_its_time_is_left_running(held: FirmwareDevice):
-    held.shadow("shutdown", "until [ -e /srv/go ]; do sleep 0.1; done; echo done >/srv/slow-shutdown")
+    shadow(held, "shutdown", "until [ -e /srv/go ]; do sleep 0.1; done; echo done >/srv/slow-shutdown")
     start_held(held)
 
     held.call(*MANAGER, "reboot")
