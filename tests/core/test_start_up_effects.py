@@ -2,18 +2,11 @@
 
 from effects import traced
 from insidetools import sanitizer_environment, shell
+from interfacesfile import static_stanza
 from mockservices import AvahiMock, ConnmanMock
 
 JOBS = "bus: com.ubuntu.Upstart /com/ubuntu/Upstart/jobs"
 SERVICE = "bus: net.connman /net/connman/service/ethernet_001122334455_cable"
-
-INTERFACES = """\
-iface eth0 inet static
-   address 10.1.2.3
-   netmask 255.0.0.0
-   gateway 10.0.0.1
-   #nameserver 9.9.9.9
-"""
 
 OWN_NAME = "bus: RequestName com.ozt.nodekeep"
 HEAR_CONNMAN = "bus: AddMatch type='signal',interface='net.connman.Service',member='PropertyChanged'"
@@ -41,7 +34,7 @@ def test_a_first_start_after_an_update_does_this_and_nothing_else(new_device, tm
     shell(new_device, "touch /new_firmware; mkdir -p /srv/fwupdate/fwupdate0/public /srv/public /var/run/bareboxenv")
     new_device.write("/srv/fwupdate/fwupdate0/public/a", "from the firmware's maker\n")
     new_device.write("/srv/nodekeep/update", "NAND_UPDATE=fwupdate0\n")
-    new_device.write("/srv/nodekeep/interfaces", INTERFACES)
+    new_device.write("/srv/nodekeep/interfaces", static_stanza())
 
     # A tracer gets in the way of the search for leaks.
     environment = sanitizer_environment(ASAN_OPTIONS="detect_leaks=0")

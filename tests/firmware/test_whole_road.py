@@ -2,21 +2,8 @@
 
 import pytest
 from firmwaredevice import MANAGER
+from interfacesfile import DHCP_STANZA, interfaces_file
 from roaddevice import INTERFACES, LINK, PLC_CONFIGURATION, PUBLIC, START_UPDATE, RoadDevice
-
-DHCP_FILE = """\
-#/etc/network/interfaces automatically updated by nodekeep, changes might be lost!
-auto lo can0
-#loopback interface
-iface lo inet loopback
-#ethernet
-iface eth0 inet dhcp
-
-iface can0 inet static
- address 127.24.23.180
- netmask 255.255.255.0
- pre-up /etc/network/can-pre-up
-"""
 
 
 @pytest.fixture
@@ -93,7 +80,7 @@ def test_started_before_the_partition_is_mounted_waits_for_it_and_loses_the_inte
     device.wait_boots(3)
     device.mount_srv()
     mode, _, _ = before.files[INTERFACES].partition("\n")
-    before.files[INTERFACES] = f"{mode}\n{DHCP_FILE}"
+    before.files[INTERFACES] = f"{mode}\n{interfaces_file(DHCP_STANZA)}"
     assert_is_as_before(device, before)
 
 

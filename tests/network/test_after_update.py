@@ -2,9 +2,9 @@
 
 import pytest
 from busclient import BusClient
+from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 from mockservices import AvahiMock, ConnmanMock
-from test_saving import manual, nameservers, stanza
-from test_real_services import DHCP_STANZA, INTERFACES
+from test_saving import manual, nameservers
 
 STORE = "/srv/nodekeep"
 
@@ -34,32 +34,32 @@ def updated(new_device):
 
 
 def test_the_address_goes_first_and_then_the_name_server(updated):
-    updated.start_with(INTERFACES.format(ethernet=stanza()))
+    updated.start_with(interfaces_file(static_stanza()))
 
     assert updated.told() == [manual(), nameservers("9.9.9.9")]
     assert 'setting address: "10.1.2.3"  netmask: "255.0.0.0"  gateway: "10.0.0.1"' in updated.device.daemon_log()
 
 
 def test_without_a_name_server_only_the_address_goes(updated):
-    updated.start_with(INTERFACES.format(ethernet=stanza(nameserver="")))
+    updated.start_with(interfaces_file(static_stanza(nameserver="")))
 
     assert updated.told() == [manual()]
 
 
 @pytest.mark.parametrize(
     "ethernet",
-    [DHCP_STANZA, stanza(gateway=""), stanza(address="10.1"), stanza(netmask="x"), ""],
+    [DHCP_STANZA, static_stanza(gateway=""), static_stanza(address="10.1"), static_stanza(netmask="x"), ""],
     ids=["DHCP", "no gateway", "no address", "no mask", "no stanza"],
 )
 def test_a_file_without_a_usable_address_hands_over_nothing(updated, ethernet):
-    updated.start_with(INTERFACES.format(ethernet=ethernet))
+    updated.start_with(interfaces_file(ethernet))
 
     assert updated.told() == []
     assert "setting address" not in updated.device.daemon_log()
 
 
 def test_the_host_name_is_announced_once_more(updated):
-    updated.start_with(INTERFACES.format(ethernet=stanza()))
+    updated.start_with(interfaces_file(static_stanza()))
 
     name = updated.device.read("/proc/sys/kernel/hostname").strip()
     updated.device.wait_for(lambda: len(updated.avahi.host_names()) >= 2, what="both announcements")
@@ -69,13 +69,13 @@ def test_the_host_name_is_announced_once_more(updated):
 def test_the_boot_variables_stay(updated):
     before = updated.device.flash
 
-    updated.start_with(INTERFACES.format(ethernet=stanza()))
+    updated.start_with(interfaces_file(static_stanza()))
 
     assert updated.device.flash == before
 
 
 def test_nobody_but_the_one_object_hears_of_connman_afterwards(updated):
-    updated.start_with(INTERFACES.format(ethernet=stanza()))
+    updated.start_with(interfaces_file(static_stanza()))
     before = len(updated.device.platform_log_of("Upstart.restartNameservices"))
 
     updated.connman.tell("State", "online")
@@ -89,7 +89,7 @@ def test_nobody_but_the_one_object_hears_of_connman_afterwards(updated):
 
 
 def test_an_ordinary_start_hands_over_nothing(updated):
-    updated.device.write("/etc/network/interfaces", INTERFACES.format(ethernet=stanza()))
+    updated.device.write("/etc/network/interfaces", interfaces_file(static_stanza()))
 
     updated.device.start_daemon()
 
@@ -100,7 +100,7 @@ def test_an_ordinary_start_hands_over_nothing(updated):
 
 def test_without_connman_the_start_goes_on(new_device):
     new_device.start(daemon=False)
-    new_device.write(f"{STORE}/interfaces", INTERFACES.format(ethernet=stanza()))
+    new_device.write(f"{STORE}/interfaces", interfaces_file(static_stanza()))
     new_device.write(f"{STORE}/update", "NAND_UPDATE=\n")
 
     new_device.start_daemon()

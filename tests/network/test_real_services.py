@@ -1,6 +1,7 @@
 """The daemon with the real connman and the real Avahi, on a network with a DHCP server."""
 
 import dbus
+from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 
 STATIC = {
     "ipaddress": "192.168.10.7",
@@ -9,26 +10,9 @@ STATIC = {
     "nameserver": "192.168.10.2",
     "dhcp": False,
 }
-INTERFACES = """\
-#/etc/network/interfaces automatically updated by nodekeep, changes might be lost!
-auto lo can0
-#loopback interface
-iface lo inet loopback
-#ethernet
-{ethernet}
-iface can0 inet static
- address 127.24.23.180
- netmask 255.255.255.0
- pre-up /etc/network/can-pre-up
-"""
-STATIC_STANZA = """\
-iface eth0 inet static
-   address 192.168.10.7
-   netmask 255.255.255.0
-   gateway 192.168.10.1
-   #nameserver 192.168.10.2
-"""
-DHCP_STANZA = "iface eth0 inet dhcp\n"
+STATIC_STANZA = static_stanza(
+    address="192.168.10.7", netmask="255.255.255.0", gateway="192.168.10.1", nameserver="192.168.10.2"
+)
 
 
 class Connman:
@@ -84,7 +68,7 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     assert connected.save()
 
     assert device.addresses() == lease, "the client has its answer while the port still has the old address"
-    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=STATIC_STANZA)
+    assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)
     assert connman.get("Nameservers.Configuration") == ["192.168.10.2"], "name servers don't wait"
     device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address")
     device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
@@ -95,7 +79,7 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     assert connected.save()
 
     assert device.addresses() == ["192.168.10.7/24"]
-    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=DHCP_STANZA)
+    assert device.read("/etc/network/interfaces") == interfaces_file(DHCP_STANZA)
     assert connman.get("Nameservers.Configuration") == []
     device.wait_for(lambda: any(map(leased, device.addresses())), limit=20, what="a lease")
     device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
@@ -159,4 +143,4 @@ def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
     device.power_cycle()
 
     device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address again")
-    assert device.read("/etc/network/interfaces") == INTERFACES.format(ethernet=STATIC_STANZA)
+    assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)

@@ -3,8 +3,8 @@
 import time
 
 import pytest
+from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 from mockservices import SILENCE, ConnmanMock, ScriptedService
-from test_real_services import DHCP_STANZA, INTERFACES
 
 FILE = "/etc/network/interfaces"
 PORT = {
@@ -16,13 +16,6 @@ PORT = {
 }
 METHOD_DHCP = ("IPv4.Configuration", {"Method": "dhcp"})
 METHOD_AUTO = ("IPv6.Configuration", {"Method": "auto"})
-
-
-def stanza(address="10.1.2.3", netmask="255.0.0.0", gateway="10.0.0.1", nameserver="9.9.9.9"):
-    return (
-        f"iface eth0 inet static\n   address {address}\n   netmask {netmask}\n   gateway {gateway}\n"
-        f"   #nameserver {nameserver}\n"
-    )
 
 
 def manual(address="10.1.2.3", netmask="255.0.0.0", gateway="10.0.0.1"):
@@ -58,7 +51,7 @@ def test_static_settings_are_written_and_handed_over_name_servers_first(own_devi
 
     assert network.save()
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza())
+    assert own_device.read(FILE) == interfaces_file(static_stanza())
     assert connman.properties_set()[:1] == [nameservers("9.9.9.9")]
     assert address_events(own_device) == [["10.1.2.3", "/"]]
     assert applied(own_device, connman, 2) == [nameservers("9.9.9.9"), manual()]
@@ -71,7 +64,7 @@ def test_dhcp_is_written_and_handed_over_and_clears_the_name_servers(own_device,
 
     assert network.save()
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=DHCP_STANZA)
+    assert own_device.read(FILE) == interfaces_file(DHCP_STANZA)
     assert address_events(own_device) == [["DHCP", "/"]]
     assert applied(own_device, connman, 3) == [nameservers(), METHOD_DHCP, METHOD_AUTO]
 
@@ -81,7 +74,7 @@ def test_the_file_is_replaced_whole(own_device, connman, network):
 
     assert network.save()
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=DHCP_STANZA)
+    assert own_device.read(FILE) == interfaces_file(DHCP_STANZA)
 
 
 def test_values_are_written_as_they_are_none_included(own_device, connman, network):
@@ -89,7 +82,7 @@ def test_values_are_written_as_they_are_none_included(own_device, connman, netwo
 
     assert network.save()
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza(netmask="", gateway="", nameserver=""))
+    assert own_device.read(FILE) == interfaces_file(static_stanza(netmask="", gateway="", nameserver=""))
     assert applied(own_device, connman, 2) == [nameservers(), manual(netmask="", gateway="")]
 
 
@@ -98,7 +91,7 @@ def test_a_name_server_is_any_text(own_device, connman, network):
 
     assert network.save()
 
-    assert own_device.read_bytes(FILE) == INTERFACES.format(ethernet=stanza(nameserver="h?user \x01")).encode()
+    assert own_device.read_bytes(FILE) == interfaces_file(static_stanza(nameserver="h?user \x01")).encode()
     assert connman.properties_set()[:1] == [nameservers("häuser \x01")]
 
 
@@ -150,7 +143,7 @@ def test_what_is_handed_over_is_what_the_properties_say_then(own_device, connman
     network.write(ipaddress="10.7.7.7")
 
     assert applied(own_device, connman, 2)[1] == manual(address="10.7.7.7")
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza())
+    assert own_device.read(FILE) == interfaces_file(static_stanza())
 
 
 def test_dhcp_written_after_saving_decides_what_is_handed_over(own_device, connman, network):
@@ -190,7 +183,7 @@ def test_without_connman_the_file_is_written_all_the_same(own_device, network):
 
     assert network.save()
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza())
+    assert own_device.read(FILE) == interfaces_file(static_stanza())
     own_device.wait_for(lambda: 'set to manual ip: "no service"' in own_device.daemon_log(), what="the apply")
     assert started(own_device, "avahi_2dautoip") == 1
 
@@ -231,7 +224,7 @@ def test_a_reboot_saves_the_settings_first(own_device, network):
     network.bus.send("/loader", "reboot")
 
     own_device.wait_for(lambda: own_device.boots == 2, limit=20, what="the reboot")
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza())
+    assert own_device.read(FILE) == interfaces_file(static_stanza())
     calls = [each["call"] for each in own_device.platform_log()]
     calls = calls[calls.index("SystemEvent.networkAddressChange") :]
     assert calls[:4] == [
@@ -319,7 +312,7 @@ def test_name_servers_go_out_in_the_middle_of_the_file_and_addresses_at_the_end_
     (unfinished, jobs_first, events_first), (finished, jobs_then, _) = connman.sights
     assert "can0 inet" not in unfinished
     assert (jobs_first, events_first) == (["nmbd"], 0)
-    assert finished == INTERFACES.format(ethernet=stanza())
+    assert finished == interfaces_file(static_stanza())
     assert jobs_then == ["nmbd", "hostname"]
     assert connman.times[1] - connman.times[0] > 1.4
 
@@ -331,4 +324,4 @@ def test_connman_that_never_answers_delays_and_no_more(own_device, network):
     with ScriptedService(own_device, "net.connman", Introspect=xml, SetProperty=SILENCE):
         assert bool(network.call("saveChanges", limit=60))
 
-    assert own_device.read(FILE) == INTERFACES.format(ethernet=stanza())
+    assert own_device.read(FILE) == interfaces_file(static_stanza())
