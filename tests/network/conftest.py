@@ -5,6 +5,7 @@ import json
 import pytest
 from busclient import BusClient
 from insidetools import job_calls
+from mockservices import ConnmanMock
 from networkclient import NetworkClient
 from simdevice import SimulatedDevice
 
@@ -36,6 +37,13 @@ def network(own_device):
     """A client of /system/network on a device without connman."""
     with BusClient(own_device) as bus:
         yield NetworkClient(bus)
+
+
+@pytest.fixture
+def connman(own_device):
+    """A mock of connman on a device without the real one."""
+    with ConnmanMock(own_device) as mock:
+        yield mock
 
 
 @pytest.fixture

@@ -2,9 +2,9 @@
 
 import pytest
 from busclient import BusClient
+from connmanvalues import manual, nameservers
 from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 from mockservices import AvahiMock, ConnmanMock
-from test_saving import manual, nameservers
 
 STORE = "/srv/nodekeep"
 

@@ -3,9 +3,9 @@
 import dbus
 import dbus.lowlevel
 import pytest
+from connmanvalues import VARIANTS
 from insidetools import SPARING, resident_kib, sanitizer_environment
 from mockservices import ConnmanMock
-from test_reading import VARIANTS
 
 CONNMAN = ("/net/connman/service/ethernet_1", "net.connman.Service", "PropertyChanged")
 FLOOD = 10_000

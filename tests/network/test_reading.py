@@ -3,6 +3,7 @@
 import dbus
 import pytest
 from busclient import BusClient
+from connmanvalues import MANUAL, VARIANTS, values
 from insidetools import daemon_children, shadow, start_shadowed
 from mockservices import ConnmanMock, ScriptedService
 from networkclient import NetworkClient
@@ -16,19 +17,6 @@ LEASED = {
 }
 NOTHING = {"ipaddress": "", "netmask": "", "gateway": "0.0.0.0", "dhcp": True, "nameserver": ""}
 OTHER_SERVICE = "ethernet_001122334466_cable"
-
-
-def values(**settings):
-    return dbus.Dictionary({name.capitalize(): value for name, value in settings.items()}, signature="sv")
-
-
-MANUAL = values(method="manual", address="10.1.2.3", netmask="255.0.0.0", gateway="10.0.0.1")
-
-
-@pytest.fixture
-def connman(own_device):
-    with ConnmanMock(own_device) as mock:
-        yield mock
 
 
 def test_without_connman_there_is_nothing_but_dhcp(network):
@@ -283,27 +271,6 @@ def test_an_odd_list_of_services_is_no_service(own_device, network, answer):
         network.read()
 
     assert network.settings == NOTHING | {"nameserver": "1.1.1.1"}
-
-
-VARIANTS = {
-    "a text": "x",
-    "an empty text": "",
-    "a number": dbus.Int64(-1),
-    "a byte": dbus.Byte(7),
-    "a truth": True,
-    "a double": float("nan"),
-    "a path": dbus.ObjectPath("/a"),
-    "a signature": dbus.Signature("a{sv}"),
-    "texts": dbus.Array(["a", "b"], signature="s"),
-    "no numbers": dbus.Array([], signature="i"),
-    "bytes": dbus.ByteArray(b"\0\1"),
-    "another map": dbus.Dictionary({dbus.Int32(1): "a"}, signature="is"),
-    "a map of texts": dbus.Dictionary({"Address": "10.0.0.1"}, signature="ss"),
-    "an empty map": dbus.Dictionary({}, signature="sv"),
-    "a structure": dbus.Struct(("a", 1, dbus.Array([1], signature="i")), signature=None),
-    "a variant in a variant": dbus.String("x", variant_level=3),
-    "a deep nest": dbus.Array([dbus.Array([dbus.Dictionary({"a": values(b="c")}, signature="sa{sv}")])]),
-}
 
 
 @pytest.mark.parametrize("value", VARIANTS.values(), ids=VARIANTS)

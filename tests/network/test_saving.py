@@ -3,6 +3,7 @@
 import time
 
 import pytest
+from connmanvalues import manual, nameservers
 from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 from mockservices import SILENCE, ConnmanMock, ScriptedService
 
@@ -18,26 +19,12 @@ METHOD_DHCP = ("IPv4.Configuration", {"Method": "dhcp"})
 METHOD_AUTO = ("IPv6.Configuration", {"Method": "auto"})
 
 
-def manual(address="10.1.2.3", netmask="255.0.0.0", gateway="10.0.0.1"):
-    return ("IPv4.Configuration", {"Address": address, "Gateway": gateway, "Method": "manual", "Netmask": netmask})
-
-
-def nameservers(*servers):
-    return ("Nameservers.Configuration", list(servers))
-
-
 def address_events(device):
     return [each["args"] for each in device.platform_log() if each["call"] == "SystemEvent.networkAddressChange"]
 
 
 def started(device, job):
     return device.platform_log_of("Upstart.start").count([job, False])
-
-
-@pytest.fixture
-def connman(own_device):
-    with ConnmanMock(own_device) as mock:
-        yield mock
 
 
 def applied(device, connman, count):

@@ -1,8 +1,8 @@
 """Which jobs run as connman's state and the settings change, and what Avahi is told."""
 
-import dbus
 import pytest
 from busclient import BusClient
+from connmanvalues import MANUAL
 from mockservices import SILENCE, AvahiMock, ConnmanMock, ScriptedService
 from networkclient import NetworkClient
 
@@ -11,10 +11,6 @@ AVAHI = "avahi_2ddaemon"
 RESTART = ["restartNameservices"]
 START = {job: ["start", job, False] for job in (LINK_LOCAL, AVAHI, "hostname")}
 STOP = {job: ["stop", job, False] for job in (LINK_LOCAL, AVAHI, "nmbd")}
-
-MANUAL = dbus.Dictionary(
-    {"Method": "manual", "Address": "10.1.2.3", "Netmask": "255.0.0.0", "Gateway": "10.0.0.1"}, signature="sv"
-)
 
 
 def jobs(device):
@@ -91,12 +87,6 @@ def test_each_event_drives_these_jobs_in_this_order(own_device, event, method, e
 
 def test_without_connman_the_start_touches_no_job(own_device):
     assert jobs(own_device) == []
-
-
-@pytest.fixture
-def connman(own_device):
-    with ConnmanMock(own_device) as mock:
-        yield mock
 
 
 @pytest.mark.parametrize("state", ["", "Online", "online ", "association", "configuration", "disconnect", "failure"])
