@@ -3,14 +3,9 @@
 import pytest
 
 from firmwaredevice import NOT_UNPACKED, TAKEN, FirmwareDevice
-from insidetools import SHADOWS, shadow
+from insidetools import SHADOWS, daemon_children, shadow
 
 NOT_FOUND_IN = [1, (60, 5), 2, (10, 1), 0]
-
-
-def children(device):
-    """The daemon's child processes, zombies too."""
-    return device.exec(["sh", "-c", "ps -o pid= --ppid $(pidof nodekeep)"]).stdout.split()
 
 
 def descriptors(device):
@@ -80,7 +75,7 @@ def test_a_tar_that_fails_in_any_way(device: FirmwareDevice, make_package, scrip
     device.upload(make_package())
     device.wait_told(told)
     assert device.records() == {}
-    assert children(device) == []
+    assert daemon_children(device) == []
 
     device.exec(["rm", f"{SHADOWS}/tar"], check=True)
     take_the_next(device, make_package(), told)
@@ -123,4 +118,4 @@ def test_refused_packages_leak_no_descriptor_and_no_process(device: FirmwareDevi
         device.wait_told(NOT_UNPACKED * count)
 
     assert descriptors(device) == before
-    assert children(device) == []
+    assert daemon_children(device) == []

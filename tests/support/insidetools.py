@@ -34,7 +34,7 @@ SPARING = {"ASAN_OPTIONS": "quarantine_size_mb=0:thread_local_quarantine_size_kb
 
 
 def daemon_children(device):
-    """The ids inside the device of the tools that the daemon is running."""
+    """The ids inside the device of the tools that the daemon is running or has not waited for."""
     return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()
 
 
