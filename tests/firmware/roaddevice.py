@@ -5,6 +5,7 @@ import typing
 
 from busclient import SERVICE
 from firmwaredevice import FirmwareDevice
+from insidetools import addresses
 
 RECORD_INTERFACE = "local.NandUpdate"
 STORE = "/srv/nodekeep"
@@ -66,7 +67,7 @@ class RoadDevice(FirmwareDevice):
         ]:
             self.set("/system/network", "local.NetworkInterface", name, kind, value)
         assert self.call("/system/network", "local.NetworkInterface", "saveChanges")
-        self.wait_for(lambda: self.addresses() == ["192.168.10.7/24"], 20, "the static address")
+        self.wait_for(lambda: addresses(self) == ["192.168.10.7/24"], 20, "the static address")
 
     def take_in(self, package):
         """Uploads a package and waits until it is kept as fwupdate0."""
@@ -79,16 +80,12 @@ class RoadDevice(FirmwareDevice):
             {path: self.mode_and_content(path) for path in CARRIED},
             self.get("/system", "local.System", "hostname"),
             json.loads(self.busctl("call", "com.ozt.codesys", "/", "com.ozt.codesys", "apps"))["data"][0],
-            self.addresses(),
+            addresses(self),
         )
 
     def mode_and_content(self, path):
         result = self.exec(["sh", "-c", 'stat -c %a "$1" && cat "$1"', "sh", path])
         return result.stdout if result.returncode == 0 else None
-
-    def addresses(self):
-        shown = json.loads(self.exec(["ip", "-json", "-4", "addr", "show", "dev", "eth0"], check=True).stdout)
-        return [f"{each['local']}/{each['prefixlen']}" for link in shown for each in link.get("addr_info", [])]
 
     def version(self):
         return self.get("/system", "local.System", "oztversion")

@@ -12,6 +12,7 @@ import flashimage
 import pytest
 import simdevice
 from firmwaredevice import MANAGER
+from insidetools import addresses
 from powercut import Step, cut_power_at
 from roaddevice import CARRIED, INTERFACES, STORE, RoadDevice
 
@@ -180,13 +181,13 @@ def test_a_power_cut_loses_nothing_but_what_is_named(step, settled_state, tmp_pa
     try:
         device.start(network=True)
         device.wait_for(lambda: device.listed() == ["fwupdate0"], 20, "the scan")
-        device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], 20, "the address")
+        device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], 20, "the address")
         cut_power_at(device, step)
 
         device.start(network=True)
         device.wait_for(lambda: is_up(device), 60, "the device to be up")
         if ADDRESS not in step.loses:
-            device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], 20, "the address")
+            device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], 20, "the address")
         after = owners_view(device)
         version = device.version()
     finally:

@@ -2,6 +2,7 @@
 
 import pytest
 from firmwaredevice import MANAGER
+from insidetools import addresses
 from interfacesfile import DHCP_STANZA, interfaces_file
 from roaddevice import INTERFACES, LINK, PLC_CONFIGURATION, PUBLIC, START_UPDATE, RoadDevice
 
@@ -28,7 +29,7 @@ def settled(new_device):
 
 
 def assert_is_as_before(device, before):
-    device.wait_for(lambda: device.addresses() == before.addresses, 20, "the address")
+    device.wait_for(lambda: addresses(device) == before.addresses, 20, "the address")
     assert device.settings() == before
     assert device.is_ordinary()
     assert device.left_in_store() == []

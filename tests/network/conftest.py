@@ -1,7 +1,5 @@
 """Devices with a network, clients of /system/network, and what can be seen of the port."""
 
-import json
-
 import pytest
 from busclient import BusClient
 from insidetools import job_calls
@@ -12,11 +10,6 @@ from simdevice import SimulatedDevice
 
 class NetworkDevice(SimulatedDevice):
     """A device whose eth0 can be looked at."""
-
-    def addresses(self):
-        """The IPv4 addresses of eth0, each with the length of its prefix."""
-        shown = json.loads(self.exec(["ip", "-json", "-4", "addr", "show", "dev", "eth0"], check=True).stdout)
-        return [f"{each['local']}/{each['prefixlen']}" for link in shown for each in link.get("addr_info", [])]
 
     def jobs(self):
         """What the init system was told of all jobs but "ntp", such as "Start hostname", in order."""

@@ -1,6 +1,7 @@
 """The daemon with the real connman and the real Avahi, on a network with a DHCP server."""
 
 import dbus
+from insidetools import addresses
 from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 
 STATIC = {
@@ -48,7 +49,7 @@ def leased(address):
 def test_a_lease_is_read_back_as_the_port_has_it(connected_device, connected):
     address = connected.ipaddress
 
-    assert connected_device.addresses() == [f"{address}/24"]
+    assert addresses(connected_device) == [f"{address}/24"]
     assert leased(address)
     assert connected.settings == {
         "ipaddress": address,
@@ -62,15 +63,15 @@ def test_a_lease_is_read_back_as_the_port_has_it(connected_device, connected):
 def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_lease_again(connected_device, connected):
     device = connected_device
     connman = Connman(connected)
-    lease = device.addresses()
+    lease = addresses(device)
 
     connected.write(**STATIC)
     assert connected.save()
 
-    assert device.addresses() == lease, "the client has its answer while the port still has the old address"
+    assert addresses(device) == lease, "the client has its answer while the port still has the old address"
     assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)
     assert connman.get("Nameservers.Configuration") == ["192.168.10.2"], "name servers don't wait"
-    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address")
     device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
     connected.read()
     assert connected.settings == STATIC
@@ -78,10 +79,10 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     connected.dhcp = True
     assert connected.save()
 
-    assert device.addresses() == ["192.168.10.7/24"]
+    assert addresses(device) == ["192.168.10.7/24"]
     assert device.read("/etc/network/interfaces") == interfaces_file(DHCP_STANZA)
     assert connman.get("Nameservers.Configuration") == []
-    device.wait_for(lambda: any(map(leased, device.addresses())), limit=20, what="a lease")
+    device.wait_for(lambda: any(map(leased, addresses(device))), limit=20, what="a lease")
     device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
     connected.read()
     assert connected.dhcp and connected.nameserver == "192.168.10.1"
@@ -135,12 +136,12 @@ def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
     device = connected_device
     connected.write(**STATIC)
     assert connected.save()
-    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address")
     stored = ["grep", "-rqF", "192.168.10.7", "/var/lib/connman"]  # which connman does a moment later
     device.wait_for(lambda: device.exec(stored).returncode == 0, what="connman to keep the address")
     connected.bus.close()
 
     device.power_cycle()
 
-    device.wait_for(lambda: device.addresses() == ["192.168.10.7/24"], limit=20, what="the static address again")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address again")
     assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)

@@ -1,6 +1,7 @@
-"""Shell scripts inside a device, tools of ours ahead of the device's own, and a look at the daemon's process."""
+"""Shell scripts inside a device, tools of ours ahead of the device's own, and a look at its daemon and port."""
 
 import contextlib
+import json
 import os
 
 import dbus.bus
@@ -44,6 +45,12 @@ def job_calls(device):
         # When it answers, it has come to the end of its queue.
         bus.call_blocking("com.ubuntu.Upstart", "/", "org.freedesktop.DBus.Peer", "Ping", "", ())
     return device.upstart_log()
+
+
+def addresses(device):
+    """The IPv4 addresses of eth0, each with the length of its prefix."""
+    shown = json.loads(device.exec(["ip", "-json", "-4", "addr", "show", "dev", "eth0"], check=True).stdout)
+    return [f"{each['local']}/{each['prefixlen']}" for link in shown for each in link.get("addr_info", [])]
 
 
 def resident_kib(device):
