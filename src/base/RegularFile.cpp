@@ -17,12 +17,14 @@ int openFlags(QIODevice::OpenMode mode)
     return O_RDONLY | always;
 }
 
-bool isRegular(int descriptor)
+bool isAcceptable(int descriptor, QIODevice::OpenMode mode)
 {
     struct stat status
     {
     };
-    return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    return !mode.testFlag(QIODevice::ReadOnly) || status.st_size <= maxFileBytes;
 }
 
 } // namespace
@@ -35,7 +37,7 @@ bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenMode mode)
     const int descriptor = ::open(QFile::encodeName(path).constData(), openFlags(mode), 0666);
     if (descriptor < 0)
         return false;
-    if (!isRegular(descriptor) || !file.open(descriptor, mode, QFileDevice::AutoCloseHandle)) {
+    if (!isAcceptable(descriptor, mode) || !file.open(descriptor, mode, QFileDevice::AutoCloseHandle)) {
         ::close(descriptor);
         return false;
     }

@@ -11,14 +11,18 @@
  *
  *  Only regular files count. A directory, FIFO, socket or device in a file's place is treated like a file that can't be
  *  opened, and nothing ever waits on it: a bus service with one thread must not hang because somebody put a FIFO
- *  into /etc. Descriptors are close-on-exec. */
+ *  into /etc. For reading, neither does a file count that is too large to be one of ours. Descriptors are
+ *  close-on-exec. */
+
+/** Up to this size a file can be opened for reading. */
+inline constexpr qint64 maxFileBytes = qint64{32} * 1024 * 1024;
 
 /** Opens `path` as `file` for reading, for writing with truncation, or for both without.
  *
  *  @param file a closed QFile; the descriptor goes with it
  *  @param mode QIODevice::ReadOnly, QIODevice::WriteOnly (truncates) or QIODevice::ReadWrite (doesn't); the writing
  *              ones create the file when it is missing
- *  @return false when the file can't be opened or is not a regular one; `file` is then closed */
+ *  @return false when the file can't be opened, is not a regular one or too large to be read; `file` is then closed */
 [[nodiscard]] bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenMode mode);
 
 /** The bytes of a whole file, or nothing when it can't be opened. An empty file yields an empty array. */

@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <sys/mount.h>
@@ -74,6 +75,22 @@ TEST_F(RegularFileTest, KernelFileIsReadThoughItsSizeIsZero)
     ASSERT_TRUE(content);
     EXPECT_TRUE(content->startsWith("Name:"));
     EXPECT_TRUE(content->endsWith('\n'));
+}
+
+TEST_F(RegularFileTest, FileThatIsTooLargeCannotBeReadButWritten)
+{
+    QFile sparse(path);
+    ASSERT_TRUE(sparse.open(QIODevice::WriteOnly) && sparse.resize(maxFileBytes));
+    EXPECT_EQ(readRegularFile(path).value_or(QByteArray()).size(), maxFileBytes);
+
+    ASSERT_TRUE(sparse.resize(maxFileBytes + 1));
+
+    EXPECT_FALSE(readRegularFile(path));
+    QFile file;
+    EXPECT_FALSE(openRegularFile(file, path, QIODevice::ReadWrite));
+    EXPECT_EQ(QFileInfo(path).size(), maxFileBytes + 1);
+    EXPECT_TRUE(writeRegularFile(path, "small"));
+    EXPECT_EQ(readRegularFile(path), "small");
 }
 
 TEST(UpToNulTest, CutsAtTheFirstNul)
