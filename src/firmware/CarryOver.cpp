@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <unistd.h>
 
@@ -107,7 +108,13 @@ void linkPublicFiles()
         qDebug("no nand update");
         return;
     }
-    // The shell is there for the "*". Hard links: the two trees share their data on the partition.
+    // The shell is there for the "*", and must find nothing else of its own in the name, which anybody may have given
+    // to a directory. Hard links: the two trees share their data on the partition.
+    static const QRegularExpression harmless(QRegularExpression::anchoredPattern(u"[A-Za-z0-9._+-]+"_s));
+    if (!harmless.match(firmware).hasMatch()) {
+        qWarning().noquote() << "no public files are linked of" << firmware;
+        return;
+    }
     QProcess shell;
     runTool(shell, u"/bin/sh"_s, {u"-c"_s, u"cp -dnRl /srv/fwupdate/"_s + firmware + u"/public/* /srv/public"_s},
             noLimitMs);

@@ -253,6 +253,23 @@ TEST_F(CarryOverPublicTest, DoNotOverwriteWhatIsThere)
     EXPECT_EQ(readFile(target + u"sub/c"_s), "new");
 }
 
+TEST_F(CarryOverPublicTest, OfANameThatSaysSomethingToAShellAreNotLinked)
+{
+    tools.add(u"touch"_s, "/bin/touch /srv/public/made\n");
+    for (const QString &name : {u"$(touch)"_s, u"a;touch"_s, u"`touch`"_s, u"a b"_s, u"a*"_s, u"gr\u00fcn"_s}) {
+        ASSERT_TRUE(QDir().mkpath(u"/srv/fwupdate/"_s + name + u"/public/sub"_s));
+        fillStore("NAND_UPDATE=" + name.toUtf8() + '\n');
+
+        construct();
+
+        EXPECT_EQ(links(), QStringList()) << qPrintable(name);
+        EXPECT_FALSE(fileExists(target + u"made"_s)) << qPrintable(name);
+        expectLive("stored");
+        manager.reset();
+        removeAll(u"/srv/fwupdate/"_s + name);
+    }
+}
+
 TEST_F(CarryOverPublicTest, ThatAreMissingStopNothing)
 {
     removeAll(u"/srv/fwupdate/fwupdate3/public"_s);
