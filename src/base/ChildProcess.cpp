@@ -2,36 +2,102 @@
 
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-/** What kept a tool from its work; null when nothing did. */
-QString failureOf(const QProcess &tool)
+constexpr qsizetype maxOutputBytes = qsizetype{16} * 1024 * 1024;
+
+ToolEnd endOf(const QProcess &tool)
 {
     if (tool.state() != QProcess::NotRunning)
-        return QStringLiteral("is still running");
+        return ToolEnd::StillRunning;
     if (tool.error() == QProcess::FailedToStart)
-        return QStringLiteral("can't be started");
-    if (tool.exitStatus() == QProcess::CrashExit)
-        return QStringLiteral("was ended by signal %1").arg(tool.exitCode());
-    if (tool.exitCode() != 0)
-        return QStringLiteral("ended with status %1").arg(tool.exitCode());
-    return {};
+        return ToolEnd::NotStarted;
+    const bool isWell = tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0;
+    return isWell ? ToolEnd::Succeeded : ToolEnd::Failed;
+}
+
+void report(const QString &program, ToolEnd end, const QProcess &tool)
+{
+    const QByteArray text = program.toUtf8();
+    const char *const name = text.constData();
+    switch (end) {
+    case ToolEnd::Succeeded:
+        break;
+    case ToolEnd::Failed:
+        if (tool.exitStatus() == QProcess::CrashExit)
+            qWarning("%s was ended by signal %d", name, tool.exitCode());
+        else
+            qWarning("%s ended with status %d", name, tool.exitCode());
+        break;
+    case ToolEnd::StillRunning:
+        qWarning("%s is still running", name);
+        break;
+    case ToolEnd::NotStarted:
+        qWarning("%s can't be started", name);
+        break;
+    }
+}
+
+ToolEnd runAndReport(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs)
+{
+    const bool isOccupied = process.state() != QProcess::NotRunning;
+    if (!isOccupied && !startTool(process, program, arguments))
+        return ToolEnd::NotStarted;
+    process.waitForFinished(timeoutMs);
+    const ToolEnd end = isOccupied ? ToolEnd::NotStarted : endOf(process);
+    report(program, end, process);
+    return end;
 }
 
 } // namespace
 
-bool runTool(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs)
+bool startTool(QProcess &process, const QString &program, const QStringList &arguments)
 {
+    // Qt would find out in the child process, and leak a descriptor each time.
+    if (QStandardPaths::findExecutable(program).isEmpty()) {
+        report(program, ToolEnd::NotStarted, process);
+        return false;
+    }
+    process.setStandardInputFile(QProcess::nullDevice());
     process.start(program, arguments, QIODevice::ReadWrite);
-    const bool hasEnded = process.waitForFinished(timeoutMs);
-    if (const QString failure = failureOf(process); !failure.isNull())
-        qWarning("%s %s", qUtf8Printable(program), qUtf8Printable(failure));
-    return hasEnded;
+    return true;
+}
+
+ToolEnd runTool(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs)
+{
+    if (process.processChannelMode() == QProcess::SeparateChannels) {
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.setStandardErrorFile(QProcess::nullDevice());
+    }
+    return runAndReport(process, program, arguments, timeoutMs);
+}
+
+QByteArray toolOutput(const QString &program, const QStringList &arguments, int timeoutMs)
+{
+    QProcess process;
+    QByteArray output;
+    process.setStandardErrorFile(QProcess::nullDevice());
+    QObject::connect(&process, &QProcess::readyReadStandardOutput, &process, [&] {
+        const QByteArray piece = process.readAllStandardOutput();
+        output += QByteArrayView(piece).first(std::min(piece.size(), maxOutputBytes - output.size()));
+    });
+    runAndReport(process, program, arguments, timeoutMs);
+    return output;
 }
 
 bool isForTools(const QString &path)
 {
     const QFileInfo info(path);
     return !info.exists() || info.isFile();
+}
+
+QString asFileArgument(const QString &name)
+{
+    return name.startsWith(u'-') ? u"./"_s + name : name;
 }

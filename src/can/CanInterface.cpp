@@ -47,9 +47,7 @@ CanInterface::CanInterface(QObject *parent) : QObject(parent), canConfig(this, u
 
 int CanInterface::getActualBaudrate() const
 {
-    QProcess process;
-    runTool(process, u"/sbin/canconfig"_s, {port});
-    return bitRateIn(process.readAllStandardOutput());
+    return bitRateIn(toolOutput(u"/sbin/canconfig"_s, {port}));
 }
 
 int CanInterface::getCanBaudrate() const

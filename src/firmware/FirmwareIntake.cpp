@@ -62,9 +62,7 @@ bool checkMd5(const QDir &dir, const QString &name)
     if (!isForTools(image))
         return false;
 
-    QProcess md5sum;
-    runTool(md5sum, u"md5sum"_s, {image}, noLimitMs);
-    const QByteArray computed = digest(md5sum.readAllStandardOutput());
+    const QByteArray computed = digest(toolOutput(u"md5sum"_s, {image}, noLimitMs));
 
     const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));
     return shipped && computed == digest(*shipped);
@@ -89,7 +87,8 @@ void FirmwareIntake::startTool(const QString &program, const QStringList &argume
         if (error == QProcess::FailedToStart)
             (this->*finished)(notStarted);
     });
-    tool->start(program, arguments, QIODevice::ReadWrite);
+    if (!::startTool(*tool, program, arguments))
+        Q_EMIT tool->errorOccurred(QProcess::FailedToStart); // as if it had tried
 }
 
 void FirmwareIntake::takeIn(const QString &fname, const QString &rname)

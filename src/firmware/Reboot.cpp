@@ -26,6 +26,6 @@ void rebootDevice()
     // A shutdown that takes its time goes on after we have stopped waiting; destroying its object would kill it.
     auto *const shutdown = new QProcess;
     QObject::connect(shutdown, &QProcess::finished, shutdown, &QObject::deleteLater);
-    if (!runTool(*shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s}) && shutdown->state() == QProcess::NotRunning)
-        delete shutdown; // it never started
+    if (runTool(*shutdown, u"shutdown"_s, {u"-r"_s, u"now"_s}) == ToolEnd::NotStarted)
+        delete shutdown;
 }

@@ -39,11 +39,15 @@ qint32 presentOffset()
     return localOffset(QDateTime::currentDateTime());
 }
 
-QString toolOutput(const QString &program, const QStringList &arguments)
+QString toolText(const QString &program, const QStringList &arguments)
 {
-    QProcess process;
-    runTool(process, program, arguments, noLimitMs);
-    return QString::fromLocal8Bit(upToNul(process.readAllStandardOutput()));
+    return QString::fromLocal8Bit(upToNul(toolOutput(program, arguments, noLimitMs)));
+}
+
+void setClock(const QStringList &arguments)
+{
+    QProcess tool;
+    runTool(tool, hwClock, arguments, noLimitMs);
 }
 
 } // namespace
@@ -66,7 +70,7 @@ qint64 Systemtime::getSystemTimeUtc() const
 
 QString Systemtime::getSytemTimeAsText() const
 {
-    return toolOutput(u"/bin/date"_s, {});
+    return toolText(u"/bin/date"_s, {});
 }
 
 void Systemtime::setSystemTime(quint64 secondsSinceEpoch)
@@ -83,17 +87,17 @@ void Systemtime::setSystemTimeUtc(quint64 secondsSinceEpoch)
 
 void Systemtime::systemTimeToHwClock()
 {
-    toolOutput(hwClock, {u"-w"_s, u"-u"_s});
+    setClock({u"-w"_s, u"-u"_s});
 }
 
 void Systemtime::hwClockToSystemTime()
 {
-    toolOutput(hwClock, {u"-s"_s, u"-u"_s});
+    setClock({u"-s"_s, u"-u"_s});
 }
 
 QString Systemtime::getHwTimeAsText() const
 {
-    return toolOutput(hwClock, {u"-r"_s, u"-u"_s});
+    return toolText(hwClock, {u"-r"_s, u"-u"_s});
 }
 
 QString Systemtime::jsonTimeinfo() const

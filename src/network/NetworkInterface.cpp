@@ -19,7 +19,6 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDebug>
-#include <QProcess>
 #include <QTimerEvent>
 
 #include <unistd.h>
@@ -117,10 +116,9 @@ void NetworkInterface::getCurrentSettings()
     Q_EMIT getSettings();
     readConnman();
 
-    QProcess route;
-    runTool(route, u"route"_s, {u"-n"_s});
+    const QByteArray routes = toolOutput(u"route"_s, {u"-n"_s});
     gateway = QHostAddress(QHostAddress::AnyIPv4);
-    for (const QString &found : ethernetGateways(route.readAllStandardOutput())) {
+    for (const QString &found : ethernetGateways(routes)) {
         qDebug() << "gateway:" << found;
         gateway = parseAddress(found);
     }

@@ -8,15 +8,14 @@
 #include "plc/PlcRuntime.h"
 #include "plc/SysFileMap.h"
 
-#include <qmz/NodekeepGlobals.h>
-
 #include <QDebug>
-#include <QDir>
 #include <QProcess>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+const QString plcRoot = plcDirectory.chopped(1);
 
 /** A path below /tmp that nobody has used; empty when the kernel gives no number for it. */
 QString newArchivePath()
@@ -28,16 +27,10 @@ QString newArchivePath()
     return u"/tmp/"_s + QString::fromLatin1(*uuid) + u".tar.gz"_s;
 }
 
-/** A name as tar takes it: without a directory in front, "-x" would be an option. */
-QString asFileArgument(const QString &name)
+/** One that is still running counts as well: it had its time. */
+bool hasDoneItsWork(ToolEnd end)
 {
-    return name.startsWith(u'-') ? u"./"_s + name : name;
-}
-
-/** Whether a tool ran well. One that is still running counts as well: it had its time. */
-bool hasSucceeded(const QProcess &tool)
-{
-    return tool.error() != QProcess::FailedToStart && tool.exitStatus() == QProcess::NormalExit && tool.exitCode() == 0;
+    return end == ToolEnd::Succeeded || end == ToolEnd::StillRunning;
 }
 
 QStringList codesysFileMapList()
@@ -68,15 +61,15 @@ QString createCodesysTarball()
         return {};
 
     QString archive = newArchivePath();
-    QStringList arguments{u"-f"_s, archive, u"-C"_s, QDir(plcDirectory).path(), u"-cz"_s};
+    QStringList arguments{u"-f"_s, archive, u"-C"_s, plcRoot, u"-cz"_s};
     for (const QString &name : backupNames(listed, state->applications))
         arguments << asFileArgument(name);
     qDebug() << arguments;
     QProcess tar;
-    runTool(tar, u"tar"_s, arguments);
+    const ToolEnd end = runTool(tar, u"tar"_s, arguments);
     QFile::remove(plcApplicationListPath);
 
-    if (hasSucceeded(tar))
+    if (hasDoneItsWork(end))
         return archive;
     if (!archive.isEmpty())
         QFile::remove(archive);
@@ -86,14 +79,14 @@ QString createCodesysTarball()
 bool restoreCodesysFromTarball(const QString &file)
 {
     stopCodesys();
-    removePlcApplicationFiles(qmz::NodekeepGlobals::LOADER_PATH);
+    removePlcApplicationFiles(u"/loader"_s);
 
-    const bool isArchive = isForTools(file);
     QProcess tar;
-    if (isArchive)
-        runTool(tar, u"tar"_s, {u"-C"_s, QDir(plcDirectory).path(), u"-xzf"_s, file});
+    ToolEnd end = ToolEnd::NotStarted;
+    if (isForTools(file))
+        end = runTool(tar, u"tar"_s, {u"-C"_s, plcRoot, u"-xzf"_s, asFileArgument(file)});
     QFile::remove(file);
-    if (!isArchive || !hasSucceeded(tar))
+    if (!hasDoneItsWork(end))
         return false;
 
     // A tar that overruns goes on meanwhile; it ends with this function.

@@ -29,11 +29,7 @@ bool isSigned(const QString &file)
 
     QProcess gpg;
     gpg.setProcessChannelMode(QProcess::ForwardedChannels);
-    gpg.setStandardInputFile(QProcess::nullDevice()); // which it reads when the file is named "-"
-    // A name must not become an option.
-    const QString argument = file.startsWith(u'-') ? u"./"_s + file : file;
-    return runTool(gpg, u"gpg"_s, {u"--verify"_s, argument}, noLimitMs) && gpg.exitStatus() == QProcess::NormalExit &&
-           gpg.exitCode() == 0;
+    return runTool(gpg, u"gpg"_s, {u"--verify"_s, asFileArgument(file)}, noLimitMs) == ToolEnd::Succeeded;
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <QDBusConnection>
+#include <QDir>
 #include <QFileSystemWatcher>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -32,37 +33,28 @@ protected:
 
 TEST_F(ChildProcessTest, MissingToolIsAFailureAtOnce)
 {
-    EXPECT_FALSE(runTool(process, u"no-such-tool"_s, {}));
-
-    EXPECT_EQ(process.error(), QProcess::FailedToStart); // a tool that is waited for in vain is timed out
+    EXPECT_EQ(runTool(process, u"no-such-tool"_s, {}), ToolEnd::NotStarted);
 }
 
 TEST_F(ChildProcessTest, ToolIsFoundThroughPathAndGetsItsArguments)
 {
     tools.add(u"tool"_s, "printf '<%s>' \"$@\"\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {u"-x"_s, u""_s, u"a  b"_s, u"$HOME"_s}));
-
-    EXPECT_EQ(process.readAllStandardOutput(), "<-x><><a  b><$HOME>");
+    EXPECT_EQ(toolOutput(u"tool"_s, {u"-x"_s, u""_s, u"a  b"_s, u"$HOME"_s}), "<-x><><a  b><$HOME>");
 }
 
-TEST_F(ChildProcessTest, ExitStatusIsLeftToTheCaller)
+TEST_F(ChildProcessTest, AnotherStatusThanNullIsAFailure)
 {
     tools.add(u"tool"_s, "exit 3\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
-
-    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(process.exitCode(), 3);
+    EXPECT_EQ(runTool(process, u"tool"_s, {}), ToolEnd::Failed);
 }
 
-TEST_F(ChildProcessTest, CrashedToolHasEnded)
+TEST_F(ChildProcessTest, CrashIsAFailure)
 {
     tools.add(u"tool"_s, "kill -SEGV $$\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
-
-    EXPECT_EQ(process.exitStatus(), QProcess::CrashExit);
+    EXPECT_EQ(runTool(process, u"tool"_s, {}), ToolEnd::Failed);
 }
 
 TEST_F(ChildProcessTest, ToolThatOverrunsGoesOnUntilItsObjectIsDestroyed)
@@ -73,7 +65,7 @@ TEST_F(ChildProcessTest, ToolThatOverrunsGoesOnUntilItsObjectIsDestroyed)
     {
         QProcess overrunning;
 
-        EXPECT_FALSE(runTool(overrunning, u"tool"_s, {}, soonMs));
+        EXPECT_EQ(runTool(overrunning, u"tool"_s, {}, soonMs), ToolEnd::StillRunning);
 
         EXPECT_TRUE(overrunning.waitForStarted(-1)); // which may take longer than it was given
         id = overrunning.processId();
@@ -93,7 +85,9 @@ TEST_F(ChildProcessTest, SecondToolIsNotStartedOnAnObjectWhoseFirstOverran)
     // Its record, which the first writes before it falls asleep, may come after the time is up.
     waitUntil([this] { return !tools.calls().isEmpty(); });
 
-    EXPECT_FALSE(runTool(process, u"second"_s, {}, soonMs));
+    EXPECT_EQ(runTool(process, u"second"_s, {}, soonMs), ToolEnd::NotStarted);
+
+    EXPECT_EQ(messages.texts(), (QStringList{u"first is still running"_s, u"second can't be started"_s}));
 
     EXPECT_EQ(process.program(), u"first"_s);
     EXPECT_EQ(tools.calls(), QStringList{u"first "_s});
@@ -107,9 +101,8 @@ TEST_F(ChildProcessTest, SecondToolIsStartedOnAnObjectWhoseFirstHasEnded)
     tools.add(u"second"_s);
     runTool(process, u"first"_s, {});
 
-    EXPECT_TRUE(runTool(process, u"second"_s, {}));
+    EXPECT_EQ(runTool(process, u"second"_s, {}), ToolEnd::Succeeded);
 
-    EXPECT_EQ(process.exitCode(), 0);
     EXPECT_EQ(tools.calls(), (QStringList{u"first "_s, u"second "_s}));
 }
 
@@ -117,19 +110,55 @@ TEST_F(ChildProcessTest, ToolMayWriteMoreThanAPipeHolds)
 {
     tools.add(u"tool"_s, "head -c 5000000 /dev/zero\nhead -c 5000000 /dev/zero >&2\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+    EXPECT_EQ(runTool(process, u"tool"_s, {}), ToolEnd::Succeeded);
+    EXPECT_EQ(toolOutput(u"tool"_s, {}).size(), 5'000'000);
+}
 
-    EXPECT_EQ(process.readAllStandardOutput().size(), 5'000'000);
-    EXPECT_EQ(process.readAllStandardError().size(), 5'000'000);
+TEST_F(ChildProcessTest, OfMuchOutputTheBeginningCounts)
+{
+    tools.add(u"tool"_s, "echo begin\nhead -c 50000000 /dev/zero\n");
+
+    const QByteArray output = toolOutput(u"tool"_s, {});
+
+    EXPECT_EQ(output.size(), 16 * 1024 * 1024);
+    EXPECT_TRUE(output.startsWith("begin\n"));
+}
+
+TEST_F(ChildProcessTest, WhatAFailingToolHasPrintedCounts)
+{
+    tools.add(u"tool"_s, "echo half\nexit 1\n");
+
+    EXPECT_EQ(toolOutput(u"tool"_s, {}), "half\n");
+    EXPECT_EQ(toolOutput(u"no-such-tool"_s, {}), "");
+}
+
+TEST_F(ChildProcessTest, StandardInputIsEmpty)
+{
+    tools.add(u"tool"_s, "cat\necho end\n");
+
+    EXPECT_EQ(toolOutput(u"tool"_s, {}), "end\n");
+}
+
+TEST_F(ChildProcessTest, MissingToolLeavesNoDescriptorBehind)
+{
+    const auto open = [] { return QDir(u"/proc/self/fd"_s).count(); };
+    const Messages messages;
+    const auto before = open();
+
+    for (int i = 0; i < 100; ++i) {
+        QProcess another;
+        runTool(another, u"no-such-tool"_s, {});
+        EXPECT_EQ(toolOutput(u"/no/such/tool"_s, {}), "");
+    }
+
+    EXPECT_EQ(open(), before);
 }
 
 TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
 {
-    tools.add(u"tool"_s, "sleep 0.3\nexit 5\n");
+    tools.add(u"tool"_s, "sleep 0.3\necho end\n");
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}, noLimitMs));
-
-    EXPECT_EQ(process.exitCode(), 5);
+    EXPECT_EQ(toolOutput(u"tool"_s, {}, noLimitMs), "end\n");
 }
 
 TEST_F(ChildProcessTest, ToolInheritsOnlyTheThreeStandardStreams)
@@ -143,9 +172,7 @@ TEST_F(ChildProcessTest, ToolInheritsOnlyTheThreeStandardStreams)
     ASSERT_EQ(watcher.directories(), QStringList{directory.path()});
     const QString tellOwn = u"n=0; while [ $n -lt 256 ]; do [ -e /proc/$$/fd/$n ] && echo $n; n=$((n + 1)); done"_s;
 
-    EXPECT_TRUE(runTool(process, u"/bin/sh"_s, {u"-c"_s, tellOwn}));
-
-    EXPECT_EQ(process.readAllStandardOutput().simplified(), "0 1 2");
+    EXPECT_EQ(toolOutput(u"/bin/sh"_s, {u"-c"_s, tellOwn}).simplified(), "0 1 2");
 }
 
 TEST_F(ChildProcessTest, EachFailureLeavesALineThatNamesToolAndCause)
@@ -154,21 +181,22 @@ TEST_F(ChildProcessTest, EachFailureLeavesALineThatNamesToolAndCause)
     {
         QByteArray script;
         QString line;
+        int limitMs = toolTimeoutMs;
     } rows[] = {{"exit 3\n", u"tool ended with status 3"_s},
                 {"kill -KILL $$\n", u"tool was ended by signal 9"_s},
-                {"exec sleep 600\n", u"tool is still running"_s}};
+                {"exec sleep 600\n", u"tool is still running"_s, soonMs}};
     for (const auto &row : rows) {
         tools.add(u"tool"_s, row.script);
         const Messages messages;
         QProcess another;
 
-        static_cast<void>(runTool(another, u"tool"_s, {}, 1000));
+        runTool(another, u"tool"_s, {}, row.limitMs);
 
         EXPECT_EQ(messages.texts().value(0), row.line);
     }
 
     const Messages messages;
-    static_cast<void>(runTool(process, u"no-such-tool"_s, {}));
+    runTool(process, u"no-such-tool"_s, {});
     EXPECT_EQ(messages.texts(), QStringList{u"no-such-tool can't be started"_s});
 }
 
@@ -177,9 +205,17 @@ TEST_F(ChildProcessTest, SuccessLeavesNoLine)
     tools.add(u"tool"_s);
     const Messages messages;
 
-    EXPECT_TRUE(runTool(process, u"tool"_s, {}));
+    EXPECT_EQ(runTool(process, u"tool"_s, {}), ToolEnd::Succeeded);
 
     EXPECT_EQ(messages.texts(), QStringList());
+}
+
+TEST(FileArgumentTest, NameThatBeginsLikeAnOptionGetsADirectory)
+{
+    EXPECT_EQ(asFileArgument(u"-x"_s), u"./-x"_s);
+    EXPECT_EQ(asFileArgument(u"-"_s), u"./-"_s);
+    for (const QString &name : {u"a-x"_s, u"/-x"_s, u"./-x"_s, u""_s})
+        EXPECT_EQ(asFileArgument(name), name);
 }
 
 TEST(ForToolsTest, FilesAndWhatIsMissingAre)

@@ -3,6 +3,7 @@
 #include "fake/FakePlatform.h"
 #include "network/NetworkInterface.h"
 #include "support/FakeTools.h"
+#include "support/Messages.h"
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
 
@@ -33,18 +34,18 @@ protected:
 TEST_F(RebootTest, StopsTellsAndShutsDownInOrder)
 {
     writeFile(u"/new_firmware"_s, "");
-    bool markerThen = true;
-    QStringList toolsThen{u"not told"_s};
+    QList<bool> markerThen;
+    QStringList toolsThen;
     onPlatformCall([&](const PlatformCall &) {
-        markerThen = fileExists(u"/new_firmware"_s);
-        toolsThen = tools.calls();
+        markerThen.append(fileExists(u"/new_firmware"_s));
+        toolsThen += tools.calls();
     });
 
     rebootDevice();
 
     onPlatformCall({});
     EXPECT_EQ(platformCallTexts(), story);
-    EXPECT_FALSE(markerThen) << "the marker stood when the event was raised";
+    EXPECT_EQ(markerThen, (QList<bool>{true, false})) << "it goes between the job's stop and the event";
     EXPECT_EQ(toolsThen, QStringList()) << "it shut down before the event was raised";
     EXPECT_EQ(tools.calls(), QStringList{u"shutdown -r now"_s});
 }
@@ -69,10 +70,12 @@ TEST_F(RebootTest, WithoutShutdownTheRestIsDone)
 {
     FakeTools none;
     none.hideAllOthers();
+    const Messages messages;
 
     rebootDevice();
 
     EXPECT_EQ(platformCallTexts(), story);
+    EXPECT_EQ(messages.texts(), QStringList{u"shutdown can't be started"_s});
 }
 
 } // namespace

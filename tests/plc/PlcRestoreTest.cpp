@@ -281,4 +281,14 @@ TEST_F(PlcRestoreTest, LinkThatLeadsOutsideIsNotFollowed)
     removeAll(u"/srv/outside"_s);
 }
 
+TEST_F(PlcRestoreTest, NameOfStandardInputIsAFile)
+{
+    write(u"qmz.cfg"_s, "35\nNew\n");
+    tools.add(u"tar"_s);
+
+    EXPECT_TRUE(restoreCodesysFromTarball(u"-"_s));
+
+    EXPECT_EQ(tools.calls(), QStringList{u"tar -C /srv/codesys -xzf ./-"_s});
+}
+
 } // namespace
