@@ -9,8 +9,8 @@ struct BusSignal
     QString path; ///< of the object that it comes from; null for any
     QString interface;
     QString name;
-    /** Of its arguments; null for any. A slot with arguments needs it: Qt ends the process over a signal whose arguments
-     *  don't fit. */
+    /** Of its arguments; null for any. A slot with arguments needs it: Qt ends the process over a signal whose
+     *  arguments don't fit. */
     QString signature;
 };
 

@@ -32,8 +32,8 @@ public:
      *  if there is one; its own file comes into being with the next `saveEnv`. */
     void addConfig(const QString &path);
     /** Removes a store and its file, and selects the main one. The flash keeps the file until the next save.
-     *  @return false for the main store, which can't be removed, for an unknown one, and when the file can't be removed;
-     *          in the last case the selection has changed all the same */
+     *  @return false for the main store, which can't be removed, for an unknown one, and when the file can't be
+     *          removed; in the last case the selection has changed all the same */
     bool delConfig(const QString &path);
 
     /** A variable of the current store without outer white space and one pair of double quotes; null when there is no

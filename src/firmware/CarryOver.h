@@ -11,8 +11,8 @@
  *  @param envPath directory of the unpacked boot environment, with a final slash */
 void saveToNodekeep(const QString &envPath);
 
-/** Copies them back, once: the copies go. Links the firmware's public files, enters the PLC's applications into their new
- *  configuration, syncs the disks and gives connman the address of the restored interfaces file.
+/** Copies them back, once: the copies go. Links the firmware's public files, enters the PLC's applications into their
+ *  new configuration, syncs the disks and gives connman the address of the restored interfaces file.
  *  @param envPath as above
  *  @return whether an update has left settings there */
 bool restoreFromNodekeep(const QString &envPath);

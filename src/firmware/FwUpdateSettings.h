@@ -104,6 +104,7 @@ public Q_SLOTS:
 protected Q_SLOTS:
     /** The web server has taken an upload: a package, a backup of the PLC runtime, or nothing of ours. */
     void fileUploaded(const QString &fname, const QString &rname);
+    // For who reaches these three by name; the parts hear of it themselves.
     void httpDownloadFinished(int retval) { intake.httpDownloadFinished(retval); }
     void tarFinished(int status) { intake.tarFinished(status); }
     void removeNandUpdate() { records.forgetNandUpdate(sender()); }

@@ -5,8 +5,8 @@
 #include <QDir>
 #include <QObject>
 
-/** Walks the data partition for firmware, on a thread of its own. It knows nobody: what it finds it tells by signals, so
- *  that the records are made on the receiver's thread. */
+/** Walks the data partition for firmware, on a thread of its own. It knows nobody: what it finds it tells by signals,
+ *  so that the records are made on the receiver's thread. */
 class FwUpdateWorker : public QObject
 {
     Q_OBJECT

@@ -11,6 +11,6 @@ inline const QString zoneRoot = QStringLiteral("/usr/share/zoneinfo");
 /** Where the link leads; "UTC" when there is no link. */
 [[nodiscard]] QString currentTimezone();
 
-/** Replaces the link. A zone that doesn't exist changes nothing. The path is not cleaned: a directory, the empty text and
- *  ".." are taken as well. The new zone counts at once and after a restart; a failure is not told. */
+/** Replaces the link. A zone that doesn't exist changes nothing. The path is not cleaned: a directory, the empty text
+ *  and ".." are taken as well. The new zone counts at once and after a restart; a failure is not told. */
 void replaceTimezone(const QString &zone);

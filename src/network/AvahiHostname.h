@@ -11,5 +11,6 @@
 /** Tells Avahi to announce announcedHostname(), and does not wait for its answer. */
 void announceHostname();
 
-/** The host name with its domain as Avahi announces it, "qmz.local" when Avahi does not answer. Blocks until it has. */
+/** The host name with its domain as Avahi announces it, "qmz.local" when Avahi does not answer. Blocks until it has.
+ *  Nobody in the daemon asks for it. */
 [[nodiscard]] QString getHostnameFqdn();

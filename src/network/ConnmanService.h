@@ -27,7 +27,7 @@ public:
      *  port is down, else those in force. Nothing without a service; a service that does not answer leaves a line in
      *  the log. */
     ConnmanSettings getConnmanNetworkSettings();
-    /** The first name server; null when there is none. */
+    /** The first name server; null when there is none. Nobody in the daemon asks for it alone. */
     QString getConnmanNameserver();
 
     /** Gives connman the one name server, or none when the text is empty. */

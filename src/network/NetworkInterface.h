@@ -20,9 +20,9 @@ class NetworkInterface : public QObject
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "local.NetworkInterface")
-    /** An empty text is not taken; one that is no address empties it. */
+    /** The port's address; an empty text is not taken, one that is no address empties it. */
     Q_PROPERTY(QString ipaddress READ ipText WRITE setIpText)
-    /** In the form of an address; as `ipaddress`, but an empty text is taken. */
+    /** The network mask in the form of an address; as `ipaddress`, but an empty text is taken. */
     Q_PROPERTY(QString netmask READ netmaskText WRITE setNetmaskText)
     /** The gateway; as `netmask`. "0.0.0.0" when the kernel has no route through one. */
     Q_PROPERTY(QString gateway READ gatewayText WRITE setGatewayText)
@@ -55,8 +55,8 @@ public Q_SLOTS:
      *  `gateway` stay as they are. */
     void getCurrentSettings();
     /** Makes the properties the device's settings: writes /etc/network/interfaces and gives connman the name server.
-     *  The addresses of 1500 ms later follow then, so that a client on the network still gets its answer. A changed
-     *  address is told as event. Boot variables are not saved, and a refusal by connman is not reported.
+     *  The addresses follow 1500 ms later, as they are then, so that a client on the network still gets its answer. A
+     *  changed address is told as event. Boot variables are not saved, and a refusal by connman is not reported.
      *  @return false when the file can't be written; only the job "nmbd" has been stopped then */
     bool saveChanges();
     /** What connman tells of any of its services. Only the property "State" counts; `map` is its value. */

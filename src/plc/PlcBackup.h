@@ -13,8 +13,8 @@ QString createCodesysTarball();
 
 /** Stops the PLC runtime, replaces its applications by those of a backup and starts it anew.
  *
- *  The old applications, each with the event codesysFileRemoved from "/loader", and the archive are removed in any case.
- *  On an archive that can't be unpacked the runtime stays stopped.
+ *  The old applications, each with the event codesysFileRemoved from "/loader", and the archive are removed in any
+ *  case. On an archive that can't be unpacked the runtime stays stopped.
  *  @param file path of a backup on the device
  *  @return whether the archive was unpacked and the runtime's configuration was opened */
 bool restoreCodesysFromTarball(const QString &file);

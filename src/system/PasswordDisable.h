@@ -12,8 +12,8 @@ class PasswordDisable : public QObject
 public:
     PasswordDisable();
 
-    /** Makes the pair getPwDisable and setPwDisable of "/system" an entry of the device's object dictionary, where there
-     *  is one. */
+    /** Makes the pair getPwDisable and setPwDisable of "/system" an entry of the device's object dictionary, where
+     *  there is one. */
     static void registerPwDisable();
 
     /** The code last given, which does not count down; 0 when no period runs. */

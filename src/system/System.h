@@ -13,10 +13,10 @@
  *  Its children are on the bus below it under their object names, among them the web stores "guiLevel1" to "guiLevel3"
  *  and "guiSystem", which hold settings of other programs.
  *
- *  Writing `hostname` can't answer with an error: a name that is refused is reported by the event hostnameInvalid, and a
- *  failing file by nothing; see Hostname. The `ozt...` properties are the version record of the installed image, read
- *  once from /etc/oztversion.conf; empty when the file or the entry is missing. `oztgitversion` tells the same as
- *  `oztsvnversion`. */
+ *  Writing `hostname` can't answer with an error: a name that is refused is reported by the event hostnameInvalid, and
+ *  a failing file by the log alone; see Hostname. The `ozt...` properties are the version record of the installed
+ *  image, read once from /etc/oztversion.conf; empty when the file or the entry is missing. `oztgitversion` tells the
+ *  same as `oztsvnversion`. */
 class System : public QObject
 {
     Q_OBJECT
@@ -30,8 +30,8 @@ class System : public QObject
     Q_PROPERTY(QString oztBuildtime READ oztBuildtime)
 
 public:
-    /** Reads the stores and the host name, and registers the object on the bus. Ends the process when the bus refuses the
-     *  signal of uploads. */
+    /** Reads the stores and the host name, and registers the object on the bus. Ends the process when the bus refuses
+     *  the signal of uploads. */
     explicit System(QObject *parent);
 
     QString getHostname() { return hostname.getHostname(); }
@@ -62,6 +62,7 @@ public Q_SLOTS:
     void setPwDisable(uint disableCode) { passwordDisable.setPwDisable(disableCode); }
 
 protected Q_SLOTS:
+    // For who reaches them by name; the parts hear of these things themselves.
     void replyFinished(QNetworkReply *reply) { ledSignaling.replyFinished(reply); }
     void hostnameChanged(const QString & /*path*/) { hostname.hostnameChanged(); }
     /** Nothing in the daemon tells it, and nothing asks. */

@@ -27,7 +27,7 @@ void storeFile(const QString &source, const QString &directory, const QString &n
     const QString target = ensureDirectory(directory).filePath(name);
 
     QFile::remove(target);
-    // Copying is a tool's work, too: it would wait for ever on a FIFO and never come to the end of a device.
+    // Copying would wait like a tool.
     if (!isForTools(source) || !QFile::copy(source, target))
         qWarning().noquote() << source << "can't be stored as" << target;
 }

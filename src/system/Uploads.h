@@ -3,8 +3,8 @@
 #include <QString>
 
 /** @file
- *  Files that the device's web server has taken for us: certificates, kept in qmz::NodekeepGlobals::CERTIFICATE_PATH, and
- *  the PLC runtime's licence. */
+ *  Files that the device's web server has taken for us: certificates, kept in qmz::NodekeepGlobals::CERTIFICATE_PATH,
+ *  and the PLC runtime's licence. */
 
 /** Stores an upload. A "*.pdf" becomes a certificate and its temporary file goes, even when it could not be stored. The
  *  PLC runtime's licence file is copied to its place. The disks are synced. Nobody is told whether that worked.
