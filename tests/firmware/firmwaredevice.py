@@ -5,7 +5,7 @@ import json
 import simdevice
 import web
 from busclient import SERVICE
-from insidetools import SHADOWED_PATH
+from insidetools import SHADOWED_PATH, platform_calls
 
 MANAGER = ("/loader", "local.FwUpdateSettings")
 
@@ -80,7 +80,7 @@ class FirmwareDevice(simdevice.SimulatedDevice):
 
     def reboots_told(self):
         """The arguments of the events that announced a reboot so far."""
-        return [line["args"] for line in self.platform_log() if line["call"] == "SystemEvent.reboot"]
+        return platform_calls(self, "SystemEvent.reboot")
 
     def wait_boots(self, count):
         """Waits until the device has booted that often, the start included, and its daemon answers."""

@@ -3,7 +3,7 @@
 import pytest
 
 from firmwaredevice import MANAGER, TAKEN, FirmwareDevice
-from insidetools import job_calls, shadow, start_shadowed
+from insidetools import init_jobs, shadow, start_shadowed
 
 RECORD = "local.NandUpdate"
 
@@ -51,8 +51,7 @@ def test_starting_a_firmware_names_it_in_the_flash_and_then_reboots(device: Firm
         ["SystemEvent.reboot", "/"],
     ]
     assert device.read("/srv/shutdown-arguments").split() == ["-r", "now"]
-    jobs = [(line["job"], line["call"], line["wait"]) for line in job_calls(device)]
-    assert ("dorlanserver", "Stop", False) in jobs
+    assert ["Stop", "dorlanserver", [], False] in init_jobs(device)
     # The new store stays the current one.
     assert device.call(*MANAGER, "getEnv", "s", "NAND_UPDATE") == "fwupdate3"
 

@@ -5,7 +5,7 @@ import dbus.lowlevel
 import dbus.types
 import pytest
 from busclient import BusClient
-from insidetools import shell
+from insidetools import platform_jobs, shell
 from mockservices import ConnmanMock
 
 FILE = "/var/run/ntp/ntp.conf"
@@ -18,7 +18,7 @@ TAIL = " iburst prefer minpoll 4 maxpoll 4\n"
 OBJECT = ("/system/time/ntp", "local.NtpConfig")
 VARIABLES = "/etc/variables"
 STAND_IN = "127.0.0.1"
-STOPPED, STARTED = ("Upstart.stop", ["ntp", True]), ("Upstart.start", ["ntp", False])
+STOPPED, STARTED = ["stop", "ntp", True], ["start", "ntp", False]
 
 
 def servers(device):
@@ -29,12 +29,6 @@ def servers(device):
     names = [line.removeprefix("server ").removesuffix(TAIL) for line in lines]
     assert lines == [f"server {name}{TAIL}" for name in names]
     return names
-
-
-def jobs(device):
-    """What the platform was asked to do with the job, in order."""
-    calls = [(line["call"], line["args"]) for line in device.platform_log()]
-    return [call for call in calls if call[0].startswith("Upstart.") and call[1][:1] == ["ntp"]]
 
 
 def set_server(client, name):
@@ -89,7 +83,7 @@ def test_the_networks_server_can_not_be_written(client):
 def test_without_servers_the_device_itself_stands_in(ntp_device, ntp):
     assert servers(ntp_device) == [STAND_IN]
     assert used(ntp) == []
-    assert jobs(ntp_device) == [STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED]
 
 
 def test_the_users_server_alone(ntp_device, ntp):
@@ -128,7 +122,7 @@ def test_method_and_property_do_the_same(ntp_device, ntp):
     set_server(ntp, "second")
     assert used(ntp) == ["second"]
     assert servers(ntp_device) == ["second"]
-    assert jobs(ntp_device) == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
 
 
 def test_the_users_server_survives_a_power_cycle_and_the_networks_does_not(own_device, own_client):
@@ -177,7 +171,7 @@ def test_the_same_server_again_runs_the_whole_sequence_again(ntp_device, ntp):
     set_server(ntp, "ntp.example")
 
     assert servers(ntp_device) == ["ntp.example"]
-    assert jobs(ntp_device) == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
 
 
 def test_the_job_is_stopped_on_the_old_file_and_started_on_the_new_one(ntp_device, ntp):
@@ -210,7 +204,7 @@ def test_the_latest_report_of_any_service_counts(ntp_device, ntp):
     report(ntp, ["10.0.0.2"], path="/elsewhere")
 
     assert servers(ntp_device) == ["10.0.0.2"]
-    assert jobs(ntp_device) == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED, STOPPED, STARTED, STOPPED, STARTED]
     assert 'DHCP Timeserver: "10.0.0.2"' in ntp_device.daemon_log()
 
 
@@ -219,7 +213,7 @@ def test_other_properties_change_nothing(ntp_device, ntp, name):
     report(ntp, ["10.0.0.1"], name=name)
 
     assert servers(ntp_device) == [STAND_IN]
-    assert jobs(ntp_device) == [STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED]
 
 
 STRUCTURE = dbus.Struct((["10.0.0.1"], {"a": dbus.Array([], signature="v")}), signature="asa{sv}")
@@ -270,7 +264,7 @@ def test_signals_with_other_arguments_are_not_heard(ntp_device, ntp):
 
     assert ntp_device.daemon_status()["running"]
     assert servers(ntp_device) == [STAND_IN]
-    assert jobs(ntp_device) == [STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED]
 
 
 # connman
@@ -284,7 +278,7 @@ def test_connman_is_told_to_leave_the_clock_alone_at_each_report_of_its_state(nt
         connman.tell("State", "idle")
         ntp_device.wait_for(lambda: connman.calls("/", "SetProperty") == [manual] * 2, what="the second call")
 
-    assert jobs(ntp_device) == [STARTED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED]
 
 
 def test_a_server_that_connman_reports_is_used(ntp_device, ntp):
@@ -303,7 +297,7 @@ def test_a_file_that_can_not_be_written_leaves_the_job_stopped(ntp_device, ntp, 
 
     set_server(ntp, "ntp.example")
 
-    assert jobs(ntp_device) == [STARTED, STOPPED]
+    assert platform_jobs(ntp_device, "ntp") == [STARTED, STOPPED]
     assert used(ntp) == ["ntp.example"]
 
 

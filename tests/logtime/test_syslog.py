@@ -6,13 +6,14 @@ import subprocess
 
 import pytest
 from busclient import BUS, BusClient
-from insidetools import job_calls, shell
+from insidetools import init_jobs, shell
 
 FILE = "/etc/syslog.conf"
 HEADING = "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n"
 OBJECT = ("/system/syslog", "local.LogConfig")
 PROPERTIES = ["log_local", "remote_log_target", "log_size_kb"]
 METHODS = ["getLocal", "setLocal", "getRemote", "setRemote", "getLogFileSize", "setLogFileSize"]
+RESTART = ["Restart", "syslogd", [], False]
 DEFAULTS = {"log_local": True, "remote_log_target": "", "log_size_kb": 200}
 
 # Prints the datagrams that come to a port of loopback, each with a line feed.
@@ -28,10 +29,6 @@ while True:
 
 def settings(client):
     return client.get_all(*OBJECT)
-
-
-def restarts(device):
-    return [(job["call"], job["env"], job["wait"]) for job in job_calls(device) if job["job"] == "syslogd"]
 
 
 def started_on(device, text):
@@ -58,7 +55,7 @@ def test_without_a_file_the_defaults_hold_and_nothing_is_done(new_device):
     with started_on(new_device, None) as client:
         assert settings(client) == DEFAULTS
     assert not new_device.exists(FILE)
-    assert restarts(new_device) == []
+    assert init_jobs(new_device, "syslogd") == []
 
 
 def test_a_file_is_taken_over_and_left_as_it_is(new_device):
@@ -67,7 +64,7 @@ def test_a_file_is_taken_over_and_left_as_it_is(new_device):
     with started_on(new_device, text) as client:
         assert settings(client) == {"log_local": False, "remote_log_target": "loghost:514", "log_size_kb": 64}
     assert new_device.read_bytes(FILE) == text.encode()
-    assert restarts(new_device) == []
+    assert init_jobs(new_device, "syslogd") == []
 
 
 def test_every_property_goes_to_the_file_and_restarts_the_log_daemon(new_device):
@@ -79,7 +76,7 @@ def test_every_property_goes_to_the_file_and_restarts_the_log_daemon(new_device)
 
         assert settings(client) == {"log_local": False, "remote_log_target": "loghost", "log_size_kb": -5}
     assert new_device.read(FILE) == HEADING + 'SIZE="-s -5"\nREMOTE="-R loghost"\nLOCAL=\n'
-    assert restarts(new_device) == [("Restart", [], False)] * 3
+    assert init_jobs(new_device, "syslogd") == [RESTART] * 3
 
 
 def test_every_method_does_the_same(new_device):
@@ -92,7 +89,7 @@ def test_every_method_does_the_same(new_device):
         assert client.call(OBJECT[0], "getLocal") == False  # noqa: E712
         assert client.call(OBJECT[0], "getLogFileSize") == 0
     assert new_device.read(FILE) == HEADING + 'SIZE="-s 0"\nREMOTE="-R loghost"\nLOCAL=\n'
-    assert restarts(new_device) == [("Restart", [], False)] * 3
+    assert init_jobs(new_device, "syslogd") == [RESTART] * 3
 
 
 def test_the_present_value_is_written_and_applied_again(new_device):
@@ -100,7 +97,7 @@ def test_the_present_value_is_written_and_applied_again(new_device):
         client.set(*OBJECT, "log_size_kb", 200)
 
     assert new_device.read(FILE) == HEADING + 'SIZE="-s 200"\nLOCAL=-L\n'
-    assert len(restarts(new_device)) == 1
+    assert init_jobs(new_device, "syslogd") == [RESTART]
 
 
 def test_the_settings_survive_a_power_cycle(own_device, own_client):
@@ -148,7 +145,7 @@ def test_a_file_that_can_not_be_written_changes_the_memory_alone(new_device, obs
         client.set(*OBJECT, "log_size_kb", 64)
 
         assert settings(client) == {**DEFAULTS, "log_size_kb": 64}
-    assert len(restarts(new_device)) == 1
+    assert init_jobs(new_device, "syslogd") == [RESTART]
 
 
 # The log daemon

@@ -1,28 +1,9 @@
-"""Devices with a network, clients of /system/network, and what can be seen of the port."""
+"""Devices with a network, and clients of /system/network."""
 
 import pytest
 from busclient import BusClient
-from insidetools import job_calls
 from mockservices import ConnmanMock
 from networkclient import NetworkClient
-from simdevice import SimulatedDevice
-
-
-class NetworkDevice(SimulatedDevice):
-    """A device whose eth0 can be looked at."""
-
-    def jobs(self):
-        """What the init system was told of all jobs but "ntp", such as "Start hostname", in order."""
-        return [f"{each['call']} {each['job']}" for each in job_calls(self) if each["job"] != "ntp"]
-
-    def platform_log_of(self, call):
-        """The arguments of each call of that name that the platform got."""
-        return [each["args"] for each in self.platform_log() if each["call"] == call]
-
-
-@pytest.fixture
-def device_class():
-    return NetworkDevice
 
 
 @pytest.fixture

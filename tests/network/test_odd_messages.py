@@ -4,7 +4,7 @@ import dbus
 import dbus.lowlevel
 import pytest
 from connmanvalues import VARIANTS
-from insidetools import SPARING, resident_kib, sanitizer_environment
+from insidetools import SPARING, platform_jobs, resident_kib, sanitizer_environment
 from mockservices import ConnmanMock
 
 CONNMAN = ("/net/connman/service/ethernet_1", "net.connman.Service", "PropertyChanged")
@@ -24,24 +24,19 @@ def emit(network, signature, *arguments):
     network.bus.connection.send_message(signal)
 
 
-def jobs(device):
-    calls = [each for each in device.platform_log() if each["call"].startswith("Upstart.")]
-    return [each["call"] for each in calls if "ntp" not in each["args"]]
-
-
 @pytest.mark.parametrize("value", VARIANTS.values(), ids=VARIANTS)
 def test_a_state_of_another_type_is_none(own_device, network, value):
     emit(network, "sv", "State", value)
     network.call("getHostname")
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
 
 
 @pytest.mark.parametrize("value", VARIANTS.values(), ids=VARIANTS)
 def test_a_client_can_call_with_any_state(own_device, network, value):
     network.call("connmanServicePropertyChanged", "State", value, signature="sv")
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
 
 
 FORMS = [
@@ -61,7 +56,7 @@ def test_a_signal_of_another_form_is_not_heard(own_device, network, signature, a
     emit(network, signature, *arguments)
     network.call("getHostname")
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
 
 
 def flood(network, values):
@@ -76,7 +71,7 @@ def test_a_flood_of_signals_is_lived_through(own_device, network):
 
     flood(network, [values[each % len(values)] for each in range(FLOOD)])
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
 
 
 def test_a_flood_of_signals_leaves_the_daemon_as_large_as_it_was(own_device, network):
@@ -101,7 +96,7 @@ def test_a_port_that_flaps_leaves_the_daemon_as_large_as_it_was(own_device, netw
         flood(network, flapping)
 
         assert resident_kib(own_device) - before < GROWTH_KIB
-    assert jobs(own_device).count("Upstart.restartNameservices") == 80
+    assert platform_jobs(own_device).count(["restartNameservices"]) == 80
 
 
 def test_settings_written_and_saved_over_and_over_leave_it_as_large_as_it_was(own_device, network):

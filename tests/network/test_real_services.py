@@ -1,7 +1,7 @@
 """The daemon with the real connman and the real Avahi, on a network with a DHCP server."""
 
 import dbus
-from insidetools import addresses
+from insidetools import addresses, init_jobs, platform_calls
 from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 
 STATIC = {
@@ -40,6 +40,11 @@ def avahi_name(client):
         )
     except dbus.DBusException:
         return None
+
+
+def job(call, name):
+    """One of init_jobs."""
+    return [call, name, [], False]
 
 
 def leased(address):
@@ -86,25 +91,26 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
     connected.read()
     assert connected.dhcp and connected.nameserver == "192.168.10.1"
-    events = [each["args"] for each in device.platform_log() if each["call"] == "SystemEvent.networkAddressChange"]
+    events = platform_calls(device, "SystemEvent.networkAddressChange")
     assert events == [["192.168.10.7", "/"], ["DHCP", "/"]]
 
 
 def test_the_jobs_follow_the_state_of_the_port(connected_device, connected):
     device = connected_device
     connman = Connman(connected)
-    device.wait_for(lambda: device.jobs()[-1:] == ["Start avahi_2ddaemon"], what="the jobs to be started")
-    before = len(device.jobs())
+    device.wait_for(lambda: init_jobs(device)[-1:] == [job("Start", "avahi_2ddaemon")], what="the jobs to be started")
+    before = len(init_jobs(device))
 
     connman.call("Disconnect")
 
-    gone = ["Start hostname", "Stop avahi_2ddaemon", "Stop nmbd"]
-    device.wait_for(lambda: device.jobs()[before:] == gone, limit=20, what="the jobs of a lost network")
+    gone = [job("Start", "hostname"), job("Stop", "avahi_2ddaemon"), job("Stop", "nmbd")]
+    device.wait_for(lambda: init_jobs(device)[before:] == gone, limit=20, what="the jobs of a lost network")
     device.wait_for(lambda: avahi_name(connected) is None, limit=10, what="Avahi to be gone")
 
     connman.call("Connect")
 
-    device.wait_for(lambda: "Stop avahi_2dautoip" in device.jobs()[before:], limit=20, what="the network's return")
+    back = job("Stop", "avahi_2dautoip")
+    device.wait_for(lambda: back in init_jobs(device)[before:], limit=20, what="the network's return")
     device.wait_for(lambda: avahi_name(connected), limit=10, what="Avahi to be there")
 
 
@@ -123,13 +129,13 @@ def test_connman_that_is_there_before_the_daemon_is_read_at_once(connected_devic
     device = connected_device
     address = connected.ipaddress
     device.stop_daemon()
-    before = len(device.jobs())
+    before = len(init_jobs(device))
 
     device.start_daemon()
 
     assert connected.settings["ipaddress"] == address
     assert connected.gateway == "192.168.10.1"
-    assert device.jobs()[before:] == [], "an address by DHCP needs no job"
+    assert init_jobs(device)[before:] == [], "an address by DHCP needs no job"
 
 
 def test_a_power_cycle_keeps_the_static_address(connected_device, connected):

@@ -4,6 +4,7 @@ import time
 
 import pytest
 from connmanvalues import manual, nameservers
+from insidetools import platform_calls, platform_jobs
 from interfacesfile import DHCP_STANZA, interfaces_file, static_stanza
 from mockservices import SILENCE, ConnmanMock, ScriptedService
 
@@ -20,11 +21,11 @@ METHOD_AUTO = ("IPv6.Configuration", {"Method": "auto"})
 
 
 def address_events(device):
-    return [each["args"] for each in device.platform_log() if each["call"] == "SystemEvent.networkAddressChange"]
+    return platform_calls(device, "SystemEvent.networkAddressChange")
 
 
 def started(device, job):
-    return device.platform_log_of("Upstart.start").count([job, False])
+    return platform_jobs(device).count(["start", job, False])
 
 
 def applied(device, connman, count):
@@ -90,7 +91,7 @@ def test_the_same_static_address_is_new_but_once(own_device, connman, network):
 
     assert address_events(own_device) == [["10.1.2.3", "/"]]
     assert started(own_device, "hostname") == 1
-    assert own_device.platform_log_of("Upstart.stop").count(["nmbd", False]) == 2
+    assert platform_jobs(own_device).count(["stop", "nmbd", False]) == 2
     properties = applied(own_device, connman, 4)
     assert sorted(properties, key=str) == sorted([nameservers("9.9.9.9"), manual()] * 2, key=str)
 
@@ -284,8 +285,7 @@ class WatchedConnman(ScriptedService):
     def handle(self, connection, message):
         if message.get_member() == "SetProperty":
             self.times.append(time.monotonic())
-            jobs = [each["args"][0] for each in self.device.platform_log() if each["call"].startswith("Upstart.")]
-            jobs.remove("ntp")
+            jobs = [job for _, job, _ in platform_jobs(self.device)]
             self.sights.append((self.device.read(FILE), jobs, len(address_events(self.device))))
         return super().handle(connection, message)
 

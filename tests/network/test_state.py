@@ -3,6 +3,7 @@
 import pytest
 from busclient import BusClient
 from connmanvalues import MANUAL
+from insidetools import platform_jobs
 from mockservices import SILENCE, AvahiMock, ConnmanMock, ScriptedService
 from networkclient import NetworkClient
 
@@ -11,12 +12,6 @@ AVAHI = "avahi_2ddaemon"
 RESTART = ["restartNameservices"]
 START = {job: ["start", job, False] for job in (LINK_LOCAL, AVAHI, "hostname")}
 STOP = {job: ["stop", job, False] for job in (LINK_LOCAL, AVAHI, "nmbd")}
-
-
-def jobs(device):
-    """What the platform was asked to do with jobs but for "ntp", which has an owner of its own, in order."""
-    calls = [(each["call"].split("."), each["args"]) for each in device.platform_log()]
-    return [[name, *arguments] for (owner, name), arguments in calls if owner == "Upstart" and "ntp" not in arguments]
 
 
 def quiet(device, look):
@@ -80,13 +75,13 @@ def test_each_event_drives_these_jobs_in_this_order(own_device, event, method, e
 
         event(situation)
 
-        own_device.wait_for(lambda: len(jobs(own_device)) >= len(expected), what="the jobs")
+        own_device.wait_for(lambda: len(platform_jobs(own_device)) >= len(expected), what="the jobs")
         NetworkClient(bus).call("getHostname")  # whatever comes from the event has come before the answer
-        assert jobs(own_device) == expected
+        assert platform_jobs(own_device) == expected
 
 
 def test_without_connman_the_start_touches_no_job(own_device):
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
 
 
 @pytest.mark.parametrize("state", ["", "Online", "online ", "association", "configuration", "disconnect", "failure"])
@@ -94,7 +89,7 @@ def test_other_states_change_nothing(own_device, connman, network, state):
     connman.tell("State", state)
     network.call("getHostname")
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
     assert network.ipaddress == ""
 
 
@@ -103,7 +98,7 @@ def test_other_properties_change_nothing(own_device, connman, network, name):
     connman.tell(name, "online")
     network.call("getHostname")
 
-    assert jobs(own_device) == []
+    assert platform_jobs(own_device) == []
     assert network.ipaddress == ""
 
 
@@ -112,21 +107,21 @@ def test_ready_and_then_online_does_all_of_it_twice(own_device, connman, network
     connman.tell("State", "online")
 
     once = [STOP[LINK_LOCAL], RESTART, START[AVAHI]]
-    own_device.wait_for(lambda: len(jobs(own_device)) >= 6, what="the jobs")
-    assert jobs(own_device) == once + once
+    own_device.wait_for(lambda: len(platform_jobs(own_device)) >= 6, what="the jobs")
+    assert platform_jobs(own_device) == once + once
 
 
 def test_the_state_of_any_service_of_any_sender_counts(own_device, network):
     with ScriptedService(own_device, "com.ozt.httpdata") as stranger:
         stranger.emit("/anywhere", "net.connman.Service", "PropertyChanged", "sv", "State", "idle")
 
-        own_device.wait_for(lambda: len(jobs(own_device)) == 3, what="the jobs")
+        own_device.wait_for(lambda: len(platform_jobs(own_device)) == 3, what="the jobs")
 
 
 def test_a_client_can_tell_of_the_state_too(own_device, network):
     network.call("connmanServicePropertyChanged", "State", "idle", signature="sv")
 
-    assert jobs(own_device) == [START["hostname"], STOP[AVAHI], STOP["nmbd"]]
+    assert platform_jobs(own_device) == [START["hostname"], STOP[AVAHI], STOP["nmbd"]]
 
 
 def test_connman_that_comes_late_is_read_when_its_state_changes(own_device, network):

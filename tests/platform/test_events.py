@@ -1,6 +1,7 @@
 """Events that a client sets off by hand, and the log in which all calls of the platform library stand."""
 
 import pytest
+from insidetools import platform_calls
 
 PATH = "/testsystemevent"
 LOG = "/var/log/qmz/platform.jsonl"
@@ -77,8 +78,7 @@ def test_the_log_does_not_grow_without_bound_and_loses_nothing_recent(own_device
 
     sizes = [int(own_device.exec(["stat", "-c", "%s", path], check=True).stdout) for path in (LOG, f"{LOG}.1")]
     assert max(sizes) <= 1024 * 1024 + 60_000
-    events = [line for line in own_device.platform_log() if line["call"] == "SystemEvent.codesysFileRemoved"]
-    origins = [event["args"][1] for event in events]
+    origins = [origin for _, origin in platform_calls(own_device, "SystemEvent.codesysFileRemoved")]
     assert origins == [f"/{number}" for number in range(30)][-len(origins) :]
     assert len(origins) > 15
 

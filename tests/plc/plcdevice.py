@@ -3,7 +3,6 @@
 import json
 
 import simdevice
-from insidetools import job_calls
 
 DIRECTORY = "/srv/codesys"
 CONFIGURATION = "/CODESYSControl/CODESYSControl.cfg"
@@ -54,9 +53,6 @@ class PlcDevice(simdevice.SimulatedDevice):
     def archives(self):
         return self.exec(["sh", "-c", "ls /tmp/*.tar.gz 2>/dev/null"]).stdout.split()
 
-    def jobs(self):
-        return [(line["call"], line["wait"]) for line in job_calls(self) if line["job"] == "codesys"]
-
     def events(self):
         calls = ("SystemEvent.codesysFileRemoved", "SysCfgAccess.startLedEffect", "SystemEvent.firmwareUpdate")
         return [
@@ -67,4 +63,4 @@ class PlcDevice(simdevice.SimulatedDevice):
         return [["codesysFileRemoved", name, origin] for name in names]
 
 
-RESTART = [("Stop", False), ("Start", False)]
+RESTART = [["Stop", "codesys", [], False], ["Start", "codesys", [], False]]

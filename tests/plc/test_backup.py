@@ -4,6 +4,7 @@ import re
 
 import pytest
 import web
+from insidetools import init_jobs
 from plcdevice import CONFIGURATION, DIRECTORY, FILES, LIST, LOADER, RESTART
 
 
@@ -30,7 +31,7 @@ def test_a_backup_holds_the_runtimes_files_and_its_list(device, client):
     assert re.fullmatch(r"/tmp/[0-9a-f-]{36}\.tar\.gz", archive)
     assert content(device, archive) == FILES | {"qmz.cfg": "35\nPump\nFan\n"}
     assert not device.exists(LIST)
-    assert device.jobs() == [] and device.runtime_runs()
+    assert init_jobs(device, "codesys") == [] and device.runtime_runs()
     assert device.asked_runtime() == ["apps", "version"]
 
 
@@ -62,7 +63,7 @@ def test_a_backup_comes_back_file_by_file_and_starts_the_runtime(device, client)
 
     assert device.files() == FILES | {"qmz.cfg": "35\nPump\nFan\n", "Newer.txt": "x"}
     assert device.read(CONFIGURATION) == "[SysFile]\na=b\n\n[CmpApp]\nApplication.1=Pump\nApplication.2=Fan\nx=y\n"
-    assert device.jobs() == RESTART
+    assert init_jobs(device, "codesys") == RESTART
     device.wait_runtime(True)
     assert not device.exists(archive)
     assert device.events() == device.removals("/loader", "Newer.app")
@@ -160,7 +161,7 @@ def test_a_corrupt_archive_leaves_the_runtime_stopped_until_the_next_restart(dev
     assert not device.exists("/tmp/corrupt")
     assert sorted(device.events()) == device.removals("/loader", "Fan.app", "Fan.crc", "Pump.app", "Pump.crc")
     assert [name for name in device.files() if name.endswith((".app", ".crc"))] == []
-    assert device.jobs() == [("Stop", False)]
+    assert init_jobs(device, "codesys") == RESTART[:1]
     device.wait_runtime(False)
     client.call("/loader", "restartCodesys", interface=LOADER)
     device.wait_runtime(True)
@@ -173,7 +174,7 @@ def test_a_restore_without_a_configuration_fails_and_starts_the_runtime(device, 
     assert restore(client, archive) is False
 
     assert device.files()["Pump.app"] == FILES["Pump.app"]
-    assert device.jobs() == RESTART
+    assert init_jobs(device, "codesys") == RESTART
     device.wait_runtime(True)
 
 

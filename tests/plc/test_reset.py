@@ -1,5 +1,6 @@
 """Restart and reset of the PLC runtime, over the bus."""
 
+from insidetools import init_jobs
 from plcdevice import CONFIGURATION, FILES, LOADER, RESTART
 
 
@@ -10,7 +11,7 @@ def reset(client):
 def test_a_restart_stops_and_starts_the_runtime(device, client):
     assert client.call("/loader", "restartCodesys", interface=LOADER) is None
 
-    device.wait_for(lambda: device.jobs() == RESTART, what="the calls")
+    device.wait_for(lambda: init_jobs(device, "codesys") == RESTART, what="the calls")
     device.wait_runtime(True)
 
 
@@ -20,7 +21,7 @@ def test_a_reset_removes_the_applications_and_restarts_the_runtime(device, clien
 
     assert reset(client) is True
 
-    device.wait_for(lambda: device.jobs() == RESTART, what="the calls")
+    device.wait_for(lambda: init_jobs(device, "codesys") == RESTART, what="the calls")
     kept = {name: content for name, content in FILES.items() if not name.endswith((".app", ".crc"))}
     assert device.files() == kept | {"qmz.cfg": "35\nPump\n"}
     assert sorted(device.events()) == device.removals("/system", "Fan.app", "Fan.crc", "Pump.app", "Pump.crc")
@@ -32,7 +33,7 @@ def test_a_reset_without_applications_restarts_the_runtime(device, client):
 
     assert reset(client) is True
 
-    device.wait_for(lambda: device.jobs() == RESTART, what="the calls")
+    device.wait_for(lambda: init_jobs(device, "codesys") == RESTART, what="the calls")
     assert device.events() == []
 
 
@@ -44,4 +45,4 @@ def test_a_reset_without_a_runtime_removes_the_files_alone(device, client):
     client.ping()
     assert not [name for name in device.files() if name.endswith((".app", ".crc"))]
     assert len(device.events()) == 4
-    assert device.jobs() == []
+    assert init_jobs(device, "codesys") == []

@@ -39,12 +39,30 @@ def daemon_children(device):
     return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()
 
 
-def job_calls(device):
-    """The calls that the init system has got, those included that the daemon did not wait for before it answered us."""
+def platform_calls(device, *names):
+    """The arguments of the calls of these names that the platform has got, in order."""
+    return [line["args"] for line in device.platform_log() if line["call"] in names]
+
+
+def platform_jobs(device, job=None):
+    """What the platform was asked to do with a job, or with all but "ntp", which each start of the daemon starts: lists
+    such as ["start", "hostname", False], in order."""
+    calls = [(line["call"].partition("."), line["args"]) for line in device.platform_log()]
+    return about(job, [[name, *args] for (owner, _, name), args in calls if owner == "Upstart"])
+
+
+def init_jobs(device, job=None):
+    """As platform_jobs, what the init system has got: lists such as ["Start", "hostname", [], False], those calls
+    included that the daemon did not wait for before it answered us."""
     with contextlib.closing(dbus.bus.BusConnection(device.bus_address)) as bus:
         # When it answers, it has come to the end of its queue.
         bus.call_blocking("com.ubuntu.Upstart", "/", "org.freedesktop.DBus.Peer", "Ping", "", ())
-    return device.upstart_log()
+    return about(job, [[line["call"], line["job"], line["env"], line["wait"]] for line in device.upstart_log()])
+
+
+def about(job, calls):
+    """Those of the calls that are about a job, by default all but "ntp"."""
+    return [call for call in calls if (call[1:2] == [job] if job else call[1:2] != ["ntp"])]
 
 
 def addresses(device):

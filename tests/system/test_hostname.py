@@ -2,13 +2,13 @@
 
 import pytest
 from busclient import BUS, BusClient
-from insidetools import job_calls, shell
+from insidetools import init_jobs, platform_calls, shell
 
 SYSTEM = "local.System"
 KERNEL = "/proc/sys/kernel/hostname"
 FIRST = "node-4711"
 
-RESTART = [("avahi_2ddaemon", "Stop"), ("avahi_2ddaemon", "Start"), ("nmbd", "Stop"), ("nmbd", "Start")]
+RESTART = [[call, job, [], False] for job in ("avahi_2ddaemon", "nmbd") for call in ("Stop", "Start")]
 
 
 def hostname(client):
@@ -25,12 +25,7 @@ def kernel_name(device):
 
 def events(device, *names):
     """The arguments of the events of these names, in order."""
-    return [line["args"] for line in device.platform_log() if line["call"].removeprefix("SystemEvent.") in names]
-
-
-def jobs(device):
-    """The calls about the jobs of the name services."""
-    return [line for line in job_calls(device) if line["job"] != "ntp"]
+    return platform_calls(device, *(f"SystemEvent.{name}" for name in names))
 
 
 def wait_announced(device, name):
@@ -43,7 +38,7 @@ def assert_nothing_happened(device, client, stored=f"{FIRST}\n"):
     for _ in range(5):  # whatever the daemon still has to do, it does between these
         client.ping()
     assert events(device, "deviceNameChange") == []
-    assert jobs(device) == []
+    assert init_jobs(device) == []
     assert kernel_name(device) == FIRST
     assert device.read("/etc/hostname") == stored
 
@@ -91,10 +86,10 @@ def test_the_name_services_are_restarted_before_the_event(own_device, own_client
 
     calls = [line["call"] for line in own_device.platform_log()]
     assert calls.index("Upstart.restartNameservices") < calls.index("SystemEvent.deviceNameChange")
-    own_device.wait_for(lambda: len(jobs(own_device)) >= 4, what="the name services to be restarted")
-    restarted = jobs(own_device)
-    assert [(job["job"], job["call"]) for job in restarted[:4]] == RESTART
-    assert not any(job["wait"] for job in restarted)
+    own_device.wait_for(lambda: len(init_jobs(own_device)) >= 4, what="the name services to be restarted")
+    restarted = init_jobs(own_device)
+    assert restarted[:4] == RESTART
+    assert not any(wait for *_, wait in restarted)
 
 
 @pytest.mark.parametrize(
@@ -167,7 +162,7 @@ def test_a_change_by_another_program_is_announced(own_device):
     shell(own_device, f"echo another >{KERNEL}")
 
     wait_announced(own_device, "another")
-    own_device.wait_for(lambda: len(own_device.upstart_log()) >= 4, what="the name services to be restarted")
+    own_device.wait_for(lambda: len(init_jobs(own_device)) >= 4, what="the name services to be restarted")
     assert own_device.read("/etc/hostname") == f"{FIRST}\n"
 
 

@@ -7,7 +7,7 @@ import subprocess
 
 import pytest
 from busclient import BusClient
-from insidetools import resident_kib, shell
+from insidetools import platform_calls, resident_kib, shell
 
 LISTENER = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(__file__))), "support", "raw_listener.py")
 INT_MAX, INT_MIN = 2**31 - 1, -(2**31)
@@ -51,7 +51,7 @@ def signal_remote(client, seconds, address):
 
 
 def effects(device):
-    return [line["args"] for line in device.platform_log() if line["call"] == "SysCfgAccess.startLedEffect"]
+    return platform_calls(device, "SysCfgAccess.startLedEffect")
 
 
 def under_way(device):

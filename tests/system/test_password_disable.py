@@ -2,7 +2,7 @@
 
 import pytest
 from busclient import BusClient
-from insidetools import shell
+from insidetools import platform_calls, shell
 
 AREA = "/dev/shm/qmz_globals"
 # Another process of the device: it maps the area itself.
@@ -33,11 +33,11 @@ def get_code(client):
 
 def said(device):
     """What the daemon has put into the device's log."""
-    return [line["args"][1] for line in device.platform_log() if line["call"] == "Qmzlog.msg"]
+    return [text for _, text, *_ in platform_calls(device, "Qmzlog.msg")]
 
 
 def registrations(device):
-    return [line["args"] for line in device.platform_log() if line["call"] == "OdAccess.odRegisterObjectSync"]
+    return platform_calls(device, "OdAccess.odRegisterObjectSync")
 
 
 @pytest.mark.parametrize(
@@ -89,7 +89,7 @@ def test_levels_without_minutes_end_at_once(device, client):
 
 def test_the_area_is_attached_by_the_first_call_alone(own_device, own_client):
     def attachments():
-        return [line for line in own_device.platform_log() if line["call"] == "GenGlobAccess.attach"]
+        return platform_calls(own_device, "GenGlobAccess.attach")
 
     assert attachments() == []
     assert get_code(own_client) == 0

@@ -3,10 +3,11 @@
 import pytest
 import web
 from busclient import BusClient
+from insidetools import platform_calls
 
 
 def effects(device):
-    return [line["args"] for line in device.platform_log() if line["call"] == "SysCfgAccess.startLedEffect"]
+    return platform_calls(device, "SysCfgAccess.startLedEffect")
 
 
 def signal_remote(client, seconds, address):
