@@ -13,6 +13,7 @@ sys.path[:0] = [os.path.join(PROJECT, "device"), os.path.join(TESTS, "support")]
 
 import busclient  # noqa: E402
 import simdevice  # noqa: E402
+from insidetools import sanitizer_environment  # noqa: E402
 
 STAGE = os.environ.get("NODEKEEP_STAGE") or simdevice.DEFAULT_INSTALL
 COMPLAINTS = ("ERROR: AddressSanitizer", "runtime error", "LeakSanitizer", "ThreadSanitizer", "ASSERT")
@@ -147,9 +148,15 @@ def own_client(own_device):
 
 
 @pytest.fixture
-def sparing_client(new_device):
-    """A client of a daemon whose sanitizer, if any, gives freed memory back at once."""
-    options = os.environ.get("ASAN_OPTIONS", "")
-    new_device.start(env={"ASAN_OPTIONS": f"{options}:quarantine_size_mb=0:thread_local_quarantine_size_kb=0"})
-    with busclient.BusClient(new_device) as client:
+def sparing_device(new_device):
+    """A running device of a test's own whose daemon gives freed memory back at once, under a sanitizer too, so that its
+    size tells of leaks alone."""
+    new_device.start(env=sanitizer_environment(ASAN_OPTIONS="quarantine_size_mb=0:thread_local_quarantine_size_kb=0"))
+    return new_device
+
+
+@pytest.fixture
+def sparing_client(sparing_device):
+    """A client there."""
+    with busclient.BusClient(sparing_device) as client:
         yield client

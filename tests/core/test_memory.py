@@ -20,42 +20,42 @@ ROUND = {
 }
 
 
-def test_thousands_of_calls_do_not_make_the_daemon_grow(new_device, sparing_client):
+def test_thousands_of_calls_do_not_make_the_daemon_grow(sparing_device, sparing_client):
     def work(rounds):
         for _ in range(rounds):
             for call in ROUND.values():
                 call(sparing_client)
 
     work(50)
-    before = resident_kib(new_device)
+    before = resident_kib(sparing_device)
 
     work(200)
 
-    assert resident_kib(new_device) - before < GROWTH_KIB
+    assert resident_kib(sparing_device) - before < GROWTH_KIB
 
 
-def test_clients_that_come_and_go_do_not_make_the_daemon_grow(new_device, sparing_client):
+def test_clients_that_come_and_go_do_not_make_the_daemon_grow(sparing_device, sparing_client):
     def work(clients):
         for _ in range(clients):
-            with BusClient(new_device) as client:
+            with BusClient(sparing_device) as client:
                 client.call("/loader", "lookupConfig", "config")
 
     work(100)
-    before = resident_kib(new_device)
+    before = resident_kib(sparing_device)
 
     work(500)
 
-    assert resident_kib(new_device) - before < GROWTH_KIB
+    assert resident_kib(sparing_device) - before < GROWTH_KIB
 
 
-def test_large_messages_are_given_back(new_device, sparing_client):
+def test_large_messages_are_given_back(sparing_device, sparing_client):
     def work(messages):
         for count in range(messages):
             sparing_client.call("/system/guiLevel1", "set", "large", str(count) * 1_000_000)
 
     work(5)
-    before = resident_kib(new_device)
+    before = resident_kib(sparing_device)
 
     work(50)
 
-    assert resident_kib(new_device) - before < 20 * GROWTH_KIB
+    assert resident_kib(sparing_device) - before < 20 * GROWTH_KIB

@@ -7,7 +7,7 @@ import time
 
 import pytest
 from busclient import BusClient
-from insidetools import daemon_children, shadow, shell, start_shadowed
+from insidetools import daemon_children, sanitizer_environment, shadow, shell, start_shadowed
 
 DAEMON = "/usr/sbin/nodekeep"
 NO_NAME = "Registering dbus connection failed."
@@ -59,8 +59,8 @@ def test_with_a_wrong_bus_address_it_ends_and_touches_nothing(device, address):
 @pytest.mark.ends_daemon
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGSEGV])
 def test_signals_take_their_default_action(new_device, number):
-    left_alone = {"ASAN_OPTIONS": "handle_segv=0", "UBSAN_OPTIONS": "handle_segv=0", "TSAN_OPTIONS": "handle_segv=0"}
-    new_device.start(env=left_alone)
+    left_alone = {name: "handle_segv=0" for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS")}
+    new_device.start(env=sanitizer_environment(**left_alone))
 
     shell(new_device, f"kill -{number.value} {new_device.daemon_status()['pid']}")
 

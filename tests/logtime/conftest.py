@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 import simdevice
+from insidetools import sanitizer_environment
 
 HERE = os.path.dirname(os.path.realpath(__file__))
 CLOCK = "/usr/local/lib/device-clock.so"
@@ -27,9 +28,8 @@ def device_class(device_clock):
         def start(self, *, env=None, **options):
             self.write(CLOCK, device_clock)
             # The sanitizers want to come first, and need not.
-            sanitizers = ":".join(filter(None, [os.environ.get("ASAN_OPTIONS"), "verify_asan_link_order=0"]))
-            own = {"LD_PRELOAD": CLOCK, "ASAN_OPTIONS": sanitizers}
-            super().start(env={**own, **(env or {})}, **options)
+            sanitizers = sanitizer_environment(ASAN_OPTIONS="verify_asan_link_order=0")
+            super().start(env={"LD_PRELOAD": CLOCK, **sanitizers, **(env or {})}, **options)
 
         def exec(self, args, *, env=None, **options):
             return super().exec(args, env={"LD_PRELOAD": CLOCK, **(env or {})}, **options)

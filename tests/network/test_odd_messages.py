@@ -4,7 +4,7 @@ import dbus
 import dbus.lowlevel
 import pytest
 from connmanvalues import VARIANTS
-from insidetools import SPARING, platform_jobs, resident_kib, sanitizer_environment
+from insidetools import platform_jobs, resident_kib
 from mockservices import ConnmanMock
 
 CONNMAN = ("/net/connman/service/ethernet_1", "net.connman.Service", "PropertyChanged")
@@ -13,9 +13,8 @@ GROWTH_KIB = 1024
 
 
 @pytest.fixture
-def own_device(new_device):
-    new_device.start(env=sanitizer_environment(**SPARING))
-    return new_device
+def own_device(sparing_device):
+    return sparing_device
 
 
 def emit(network, signature, *arguments):

@@ -30,10 +30,6 @@ def sanitizer_environment(**options):
     return {name: f"{os.environ.get(name, '')}:{text}" for name, text in options.items()}
 
 
-# Has a daemon that runs under a sanitizer give freed memory back at once, so that its size tells of leaks alone.
-SPARING = {"ASAN_OPTIONS": "quarantine_size_mb=0:thread_local_quarantine_size_kb=0"}
-
-
 def daemon_children(device):
     """The ids inside the device of the tools that the daemon is running or has not waited for."""
     return device.exec(["pgrep", "-P", str(device.daemon_status()["pid"])]).stdout.split()

@@ -194,21 +194,21 @@ def test_many_requests_under_way_end_nothing_but_themselves(own_device, own_clie
     assert own_client.call("/system", "getPwDisable") == 0
 
 
-def test_requests_one_after_the_other_do_not_make_the_daemon_grow(new_device, sparing_client):
+def test_requests_one_after_the_other_do_not_make_the_daemon_grow(sparing_device, sparing_client):
     def work(count):
         for _ in range(count):
             before = len(other.heard())
             signal_remote(sparing_client, 1, other.address)
             other.wait_heard(before + 1)
-            wait_idle(new_device, sparing_client)
+            wait_idle(sparing_device, sparing_client)
 
-    with listening(new_device, "answer") as other:
+    with listening(sparing_device, "answer") as other:
         work(30)
-        before = resident_kib(new_device)
+        before = resident_kib(sparing_device)
 
         work(100)
 
-        assert resident_kib(new_device) - before < 1024
+        assert resident_kib(sparing_device) - before < 1024
 
 
 def test_a_thousand_calls_are_all_answered(own_device, own_client):
