@@ -3,9 +3,6 @@
 #include "support/BusClient.h"
 #include "support/QtPrinting.h"
 
-#include <QDBusConnection>
-#include <QDBusVariant>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -18,20 +15,14 @@ class CanInterfaceBusTest : public CanFixture
 protected:
     CanInterfaceBusTest()
     {
-        QDBusConnection::systemBus().registerObject(u"/parent"_s, &parent,
-                                                    QDBusConnection::ExportAllSlots |
-                                                        QDBusConnection::ExportAllProperties |
-                                                        QDBusConnection::ExportChildObjects);
+        putOnBus(u"/parent"_s, &parent);
         start();
         can->setParent(&parent);
         can->setObjectName(u"can"_s);
     }
     ~CanInterfaceBusTest() override { can.reset(); } // ahead of its parent, which would delete it too
 
-    QVariant read(const QString &property)
-    {
-        return client.getProperty(path, interfaceName, property).arguments().value(0).value<QDBusVariant>().variant();
-    }
+    QVariant read(const QString &property) { return client.getProperty(path, interfaceName, property); }
 
     QObject parent;
     BusClient client;

@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QDBusVariant>
 #include <QMetaProperty>
 
 using namespace Qt::StringLiterals;
@@ -23,15 +22,7 @@ protected:
         ASSERT_TRUE(QDBusConnection::systemBus().registerObject(path, &version, QDBusConnection::ExportAllProperties));
     }
 
-    QString onTheBus(const QString &property)
-    {
-        return client.getProperty(path, interfaceName, property)
-            .arguments()
-            .value(0)
-            .value<QDBusVariant>()
-            .variant()
-            .toString();
-    }
+    QString onTheBus(const QString &property) { return client.getProperty(path, interfaceName, property).toString(); }
 
     Version version{nullptr};
     BusClient client;

@@ -10,7 +10,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QDBusVariant>
 #include <QElapsedTimer>
 
 #include <sys/stat.h>
@@ -341,16 +340,10 @@ protected:
     LogConfigBusTest()
     {
         new LogConfig(&parent);
-        EXPECT_TRUE(QDBusConnection::systemBus().registerObject(u"/parent"_s, &parent,
-                                                                QDBusConnection::ExportAllSlots |
-                                                                    QDBusConnection::ExportAllProperties |
-                                                                    QDBusConnection::ExportChildObjects));
+        putOnBus(u"/parent"_s, &parent);
     }
 
-    QVariant read(const QString &property)
-    {
-        return client.getProperty(path, interfaceName, property).arguments().value(0).value<QDBusVariant>().variant();
-    }
+    QVariant read(const QString &property) { return client.getProperty(path, interfaceName, property); }
 
     const QString path = u"/parent/syslog"_s;
     QObject parent;

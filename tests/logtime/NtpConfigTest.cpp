@@ -151,16 +151,10 @@ protected:
     NtpConfigBusTest()
     {
         start();
-        EXPECT_TRUE(QDBusConnection::systemBus().registerObject(u"/parent"_s, &parent,
-                                                                QDBusConnection::ExportAllSlots |
-                                                                    QDBusConnection::ExportAllProperties |
-                                                                    QDBusConnection::ExportChildObjects));
+        putOnBus(u"/parent"_s, &parent);
     }
 
-    QVariant read(const QString &property)
-    {
-        return client.getProperty(path, interfaceName, property).arguments().value(0).value<QDBusVariant>().variant();
-    }
+    QVariant read(const QString &property) { return client.getProperty(path, interfaceName, property); }
 
     const QString path = u"/parent/ntp"_s;
     BusClient client;

@@ -49,6 +49,13 @@ void letBusCatchUp(const QDBusConnection &connection)
     EXPECT_TRUE(connection.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
 }
 
+void putOnBus(const QString &path, QObject *object)
+{
+    EXPECT_TRUE(QDBusConnection::systemBus().registerObject(
+        path, object,
+        QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties | QDBusConnection::ExportChildObjects));
+}
+
 BusClient::BusClient() : connection(QDBusConnection::connectToBus(QDBusConnection::SystemBus, connectionName))
 {
     EXPECT_TRUE(connection.isConnected()) << qPrintable(connection.lastError().message());
@@ -77,9 +84,9 @@ QVariant BusClient::value(const QString &path, const QString &interface, const Q
     return call(path, interface, method, arguments).arguments().value(0);
 }
 
-QDBusMessage BusClient::getProperty(const QString &path, const QString &interface, const QString &name)
+QVariant BusClient::getProperty(const QString &path, const QString &interface, const QString &name)
 {
-    return call(path, propertiesInterface, u"Get"_s, {interface, name});
+    return value(path, propertiesInterface, u"Get"_s, {interface, name}).value<QDBusVariant>().variant();
 }
 
 QDBusMessage BusClient::setProperty(const QString &path, const QString &interface, const QString &name,

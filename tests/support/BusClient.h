@@ -9,6 +9,9 @@
  *  signal that another connection sends right behind it can be there first. */
 void letBusCatchUp(const QDBusConnection &connection = QDBusConnection::systemBus());
 
+/** Has an object and its children on the system bus, with their slots and properties. */
+void putOnBus(const QString &path, QObject *object);
+
 /** Another program on the system bus, as far as the bus can tell: it has a connection of its own, and calls the
  *  objects that the test registered on the default one. The event loop runs while it waits for an answer. */
 class BusClient
@@ -25,7 +28,8 @@ public:
     QVariant value(const QString &path, const QString &interface, const QString &method,
                    const QVariantList &arguments = {});
 
-    QDBusMessage getProperty(const QString &path, const QString &interface, const QString &name);
+    /** The value of a property; invalid when there is none. */
+    QVariant getProperty(const QString &path, const QString &interface, const QString &name);
     QDBusMessage setProperty(const QString &path, const QString &interface, const QString &name, const QVariant &value);
 
     /** What an object says of itself: the members of one of its interfaces, each as in

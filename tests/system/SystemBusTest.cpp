@@ -6,7 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include <QDBusVariant>
 #include <QMetaMethod>
 
 using namespace Qt::StringLiterals;
@@ -25,10 +24,7 @@ protected:
         start();
     }
 
-    QVariant read(const QString &property)
-    {
-        return client.getProperty(path, interfaceName, property).arguments().value(0).value<QDBusVariant>().variant();
-    }
+    QVariant read(const QString &property) { return client.getProperty(path, interfaceName, property); }
 
     BusClient client;
 };
