@@ -29,12 +29,22 @@ const QByteArray heading =
     "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n";
 const QByteArray otherSettings = "SIZE=\"-s 64\"\nREMOTE=\"-R loghost\"\nLOCAL=\n";
 
-class LogConfigTest : public testing::Test
+std::string logged(const Messages &messages)
+{
+    return messages.texts().join(u'\n').toStdString();
+}
+
+/** A device without the file. */
+class LogConfigFixture : public testing::Test
 {
 protected:
-    LogConfigTest() { removeAll(filePath); }
-    ~LogConfigTest() override { removeAll(filePath); }
+    LogConfigFixture() { removeAll(filePath); }
+    ~LogConfigFixture() override { removeAll(filePath); }
+};
 
+class LogConfigTest : public LogConfigFixture
+{
+protected:
     qsizetype restarts() const { return init.calls().size(); }
 
     FakeService init{initName, jobsPath};
@@ -180,12 +190,9 @@ TEST_F(LogConfigTest, RestartIsOneCallWithAnEmptyEnvironmentThatDoesNotWaitForTh
     EXPECT_TRUE(call.isReplyRequired());
 }
 
-class LogConfigRestartTest : public testing::Test
+class LogConfigRestartTest : public LogConfigFixture
 {
 protected:
-    LogConfigRestartTest() { removeAll(filePath); }
-    ~LogConfigRestartTest() override { removeAll(filePath); }
-
     LogConfig log{nullptr};
 };
 
@@ -233,7 +240,7 @@ TEST_F(LogConfigRestartTest, AnswerIsLoggedAsItStands)
 
     log.setLocal(false);
 
-    EXPECT_THAT(messages.texts().join(u'\n').toStdString(), testing::HasSubstr("as it stands"));
+    EXPECT_THAT(logged(messages), testing::HasSubstr("as it stands"));
 }
 
 TEST_F(LogConfigRestartTest, RefusalIsLoggedAndTheSettingKept)
@@ -247,7 +254,7 @@ TEST_F(LogConfigRestartTest, RefusalIsLoggedAndTheSettingKept)
 
     EXPECT_FALSE(log.getLocal());
     EXPECT_EQ(readFile(filePath), heading + "SIZE=\"-s 200\"\nLOCAL=\n");
-    EXPECT_THAT(messages.texts().join(u'\n').toStdString(), testing::HasSubstr("Error.UnknownInstance"));
+    EXPECT_THAT(logged(messages), testing::HasSubstr("Error.UnknownInstance"));
 }
 
 TEST_F(LogConfigRestartTest, WithoutAnInitSystemTheSettingIsWrittenAtOnce)
@@ -257,7 +264,7 @@ TEST_F(LogConfigRestartTest, WithoutAnInitSystemTheSettingIsWrittenAtOnce)
     log.setLogFileSize(9);
 
     // The bus has answered; NoReply would have been the end of a wait.
-    EXPECT_THAT(messages.texts().join(u'\n').toStdString(), testing::HasSubstr("Error.ServiceUnknown"));
+    EXPECT_THAT(logged(messages), testing::HasSubstr("Error.ServiceUnknown"));
     EXPECT_EQ(readFile(filePath), heading + "SIZE=\"-s 9\"\nLOCAL=-L\n");
 }
 

@@ -20,7 +20,6 @@ namespace {
 
 const QString serviceInterface = u"net.connman.Service"_s;
 const QString servicePath = u"/net/connman/service/ethernet_1"_s;
-const QString ownAddress = u"127.0.0.1"_s;
 
 /** Some program on the bus; it owns no name. */
 class NtpConfigConnmanTest : public NtpFixture

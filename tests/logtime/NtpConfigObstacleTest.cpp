@@ -23,8 +23,7 @@ protected:
 
     void expectStartToLeaveTheJobAlone()
     {
-        BareboxConfig store(nullptr, u"/etc/"_s, u"variables"_s);
-        const NtpConfig config(&store, nullptr);
+        make();
 
         EXPECT_EQ(platformCallTexts(), QStringList());
     }

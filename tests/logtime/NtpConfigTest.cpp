@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const QString interfaceName = u"local.NtpConfig"_s;
-const QString ownAddress = u"127.0.0.1"_s;
 
 class NtpConfigTest : public NtpFixture
 {
@@ -23,18 +22,17 @@ class NtpConfigTest : public NtpFixture
 
 TEST_F(NtpConfigTest, StartWritesTheFileWithItsDirectoryAndStartsTheJob)
 {
-    BareboxConfig store(nullptr, u"/etc/"_s, u"variables"_s);
     QByteArray fileAtStart;
     onPlatformCall([&](const PlatformCall &) { fileAtStart = readFile(filePath); });
 
-    const NtpConfig config(&store, nullptr);
+    make();
 
     EXPECT_EQ(fileAtStart, "# ntp.conf written by nodekeep, all changes will be lost!\n"
                            "# Prohibit general access to this service\n"
                            "restrict 127.0.0.1\n"
                            "server 127.0.0.1 iburst prefer minpoll 4 maxpoll 4\n");
     EXPECT_EQ(platformCallTexts(), QStringList{started});
-    EXPECT_EQ(config.objectName(), u"ntp"_s);
+    EXPECT_EQ(ntp->objectName(), u"ntp"_s);
 }
 
 TEST_F(NtpConfigTest, WithoutServersNoneIsUsed)

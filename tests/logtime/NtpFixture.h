@@ -22,11 +22,17 @@ protected:
     }
     ~NtpFixture() override { onPlatformCall({}); }
 
-    /** Makes the object from what /etc/variables holds now, and forgets the calls that this took. */
-    void start()
+    /** Makes the object from what /etc/variables holds now. */
+    void make()
     {
         variables = std::make_unique<BareboxConfig>(nullptr, QStringLiteral("/etc/"), QStringLiteral("variables"));
         ntp = std::make_unique<NtpConfig>(variables.get(), &parent);
+    }
+
+    /** As `make`, and forgets the calls that this took. */
+    void start()
+    {
+        make();
         clearPlatformCalls();
     }
 
@@ -45,6 +51,7 @@ protected:
     const QString directoryPath = QStringLiteral("/var/run/ntp");
     const QString filePath = QStringLiteral("/var/run/ntp/ntp.conf");
     const QString variablesPath = QStringLiteral("/etc/variables");
+    const QString ownAddress = QStringLiteral("127.0.0.1"); // which stands in for a server
     const QString started = QStringLiteral("Upstart.start(\"ntp\", false)");
     const QString stopped = QStringLiteral("Upstart.stop(\"ntp\", true)");
 
