@@ -155,12 +155,13 @@ class SimulatedDevice(Inspection, Links):
 
     def power_cut(self):
         """Ends everything inside at once. What was written stays, as the machine's kernel has it."""
-        if self.holder:
-            self.holder.kill()
         pid = self.init_pid
         if pid:
+            # Its parent waits for it, and so holds the lock until the kernel has taken all mounts down.
             with contextlib.suppress(ProcessLookupError):
                 os.kill(pid, signal.SIGKILL)
+        elif self.holder:
+            self.holder.kill()
         self.state.wait_unlocked()
         self.reap()
 

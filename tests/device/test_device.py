@@ -168,6 +168,16 @@ def test_a_power_cycle_keeps_what_a_device_keeps(device):
     assert device.daemon_pid
 
 
+def test_a_power_cut_is_over_when_process_1_is_gone(device):
+    for _ in range(5):
+        pid = device.init_pid
+
+        device.power_cut()
+
+        assert not os.path.exists(f"/proc/{pid}")
+        device.start(daemon=False)
+
+
 def test_an_ordered_reboot_clears_what_is_volatile_and_starts_all_anew(device):
     first = device.daemon_pid
     device.write("/etc/hostname", "renamed\n")
