@@ -6,6 +6,7 @@
 #include "bootenv/BootEnvironment.h"
 #include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareRecords.h"
+#include "firmware/PackageGuard.h"
 
 #include <qmz/NodekeepGlobals.h>
 #include <qmz/SysCfgAccess.h>
@@ -99,6 +100,8 @@ void FirmwareIntake::takeIn(const QString &fname, const QString &rname)
 
     // tar complains by itself about a directory that could not be made.
     static_cast<void>(ensureDirectory(NodekeepGlobals::UPDATE_PATH));
+    removeLinksLeadingOut();
+    entriesBefore = firmwareEntries();
     qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
     startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FirmwareIntake::tarFinished);
 }
@@ -131,10 +134,10 @@ void FirmwareIntake::tarFinished(int status)
 {
     showEffect(60, 5);
     QFile::remove(uploadedFile);
-
     auto *const tar = qobject_cast<QProcess *>(sender());
     if (!tar)
         return;
+    removeStrangers(entriesBefore + records.names());
     if (status != 0 || tar->exitStatus() == QProcess::CrashExit) {
         qWarning("firmware package can't be unpacked: tar ended with %d", status);
         signalFirmwareFailure();
@@ -186,5 +189,5 @@ bool FirmwareIntake::isAcceptable(const QDir &firmware, const FirmwareControl &c
     if (!checkMd5(firmware, u"root.ubi"_s))
         return false;
     reportStage(SystemEvent::RootImageVerified);
-    return true;
+    return isHarmless(firmware);
 }

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 class BootEnvironment;
 class FirmwareRecords;
@@ -12,8 +13,9 @@ struct FirmwareControl;
 /** The way of a package, uploaded or downloaded, to a numbered directory on the data partition with its record.
  *
  *  A package is unpacked by tar, tested by its control file and md5sum, and moved to its place below
- *  qmz::NodekeepGlobals::UPDATE_PATH; what is refused goes. Each stage is told by the event firmwareUpdate and by the
- *  LEDs, failures by these alone. tar and wget run beside the event loop, the others block. */
+ *  qmz::NodekeepGlobals::UPDATE_PATH; what is refused goes, and so does what it brings beside its firmware. Each stage
+ *  is told by the event firmwareUpdate and by the LEDs, failures by these alone. tar and wget run beside the event
+ *  loop, the others block. */
 class FirmwareIntake : public QObject
 {
     Q_OBJECT
@@ -47,5 +49,6 @@ private:
 
     BootEnvironment &environment;
     FirmwareRecords &records;
-    QString uploadedFile; // the package being unpacked
+    QString uploadedFile;      // the package being unpacked
+    QStringList entriesBefore; // what stood on the partition before it
 };

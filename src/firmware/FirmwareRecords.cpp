@@ -4,8 +4,6 @@
 #include "firmware/FirmwareName.h"
 #include "firmware/NandUpdate.h"
 
-#include <QStringList>
-
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -49,6 +47,14 @@ QString FirmwareRecords::takeName()
     const int number = freeNr;
     freeNr = wrappingAdd(freeNr, 1);
     return u"fwupdate"_s + QString::number(number);
+}
+
+QStringList FirmwareRecords::names() const
+{
+    QStringList names;
+    for (const NandUpdate *record : nandUpdates)
+        names.append(record->objectName());
+    return names;
 }
 
 QString FirmwareRecords::jsonFwUpdates() const

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QObject>
 #include <QString>
+#include <QStringList>
 
 class NandUpdate;
 struct FirmwareControl;
@@ -31,6 +32,8 @@ public:
     [[nodiscard]] QString takeName();
     void setFreeNr(int firstFreeNr) { freeNr = firstFreeNr; }
 
+    /** The names of the firmware's directories. */
+    [[nodiscard]] QStringList names() const;
     /** The records as a JSON array, in list order. Not escaped: see NandUpdate::jsonObject. */
     [[nodiscard]] QString jsonFwUpdates() const;
 

@@ -19,6 +19,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -144,7 +146,7 @@ TEST_F(FirmwareIntakeTest, PackageWithoutFirmwareIsRefused)
 
     EXPECT_TRUE(accepted.isEmpty());
     EXPECT_EQ(platformCallTexts(), QStringList({received, atWork, unpacked}) + failed);
-    EXPECT_EQ(directories(), QStringList{u"other"_s}) << "what is not ours stays";
+    EXPECT_EQ(directories(), QStringList());
 }
 
 TEST_F(FirmwareIntakeTest, VersionBelowTheFloorIsRefused)
@@ -199,6 +201,104 @@ TEST_F(FirmwareIntakeTest, DamagedRootImageIsRefusedOneStageLater)
     takeIn();
 
     expectRefused(QStringList{received, atWork, unpacked, stage(3)} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, LinkOfARefusedPackageLeadsTheNextOneNowhere)
+{
+    const QTemporaryDir outside(u"/srv/outside-XXXXXX"_s);
+    const QString link = directory.filePath(u"a"_s);
+    for (const QString &target : {outside.path(), u"../"_s + QDir(outside.path()).dirName()}) {
+        ASSERT_TRUE(QFile::link(target, link));
+        ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"a"_s}), 0);
+        takeIn();
+        ASSERT_TRUE(QFile::remove(link));
+        writeFile(directory.filePath(u"a/hosts"_s), "evil");
+        ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"a/hosts"_s}), 0);
+        resetFakePlatform();
+
+        takeIn();
+
+        EXPECT_EQ(QDir(outside.path()).entryList(QDir::Files), QStringList());
+        EXPECT_EQ(directories(), QStringList());
+        removeAll(link);
+        resetFakePlatform();
+    }
+}
+
+TEST_F(FirmwareIntakeTest, LinkThatAnOldFirmwareHoldsIsNotFollowedEither)
+{
+    const QTemporaryDir outside(u"/srv/outside-XXXXXX"_s);
+    ASSERT_TRUE(QDir().mkpath(firmwareDirectories + u"fwupdate3/sub"_s));
+    ASSERT_TRUE(QFile::link(outside.path(), firmwareDirectories + u"fwupdate3/sub/out"_s));
+    writeFile(directory.filePath(u"fwupdate3/sub/out/hosts"_s), "evil");
+    ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"fwupdate3"_s}), 0);
+
+    takeIn();
+
+    EXPECT_EQ(QDir(outside.path()).entryList(QDir::Files), QStringList());
+}
+
+TEST_F(FirmwareIntakeTest, WhatAPackageBringsBesideItsFirmwareGoesAndOthersStay)
+{
+    putFirmware(firmwareDirectories + u"fwupdate2"_s);
+    writeFile(directory.filePath(u"stranger/file"_s), "x");
+    writeFile(directory.filePath(u".hidden"_s), "x");
+    ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"firmware"_s, u"stranger"_s,
+                                           u".hidden"_s}),
+              0);
+    records.setFreeNr(3);
+
+    takeIn();
+
+    EXPECT_EQ(directories(), (QStringList{u"fwupdate2"_s, u"fwupdate3"_s}));
+    EXPECT_FALSE(fileExists(firmwareDirectories + u".hidden"_s));
+}
+
+TEST_F(FirmwareIntakeTest, FirmwareThatReachesOutIsRefused)
+{
+    const QString file = directory.filePath(u"firmware/public/odd"_s);
+    const QList<QStringList> makers{{u"ln"_s, u"-s"_s, u"/etc"_s},
+                                    {u"ln"_s, u"-s"_s, u"../../x"_s},
+                                    {u"ln"_s, u"-s"_s, u"a/../b"_s},
+                                    {u"mkfifo"_s},
+                                    {u"install"_s, u"-m"_s, u"4755"_s, u"/bin/true"_s},
+                                    {u"install"_s, u"-m"_s, u"2755"_s, u"/bin/true"_s}};
+    ASSERT_TRUE(QDir().mkpath(directory.filePath(u"firmware/public"_s)));
+    for (const QStringList &maker : makers) {
+        ASSERT_EQ(QProcess::execute(maker.first(), maker.sliced(1) + QStringList{file}), 0);
+        pack();
+        resetFakePlatform();
+
+        takeIn();
+
+        expectRefused(QStringList{received, atWork, unpacked} + taken + failed);
+        ASSERT_TRUE(QFile::remove(file));
+    }
+}
+
+TEST_F(FirmwareIntakeTest, FirmwareThatIsALinkIsRefused)
+{
+    ASSERT_TRUE(QDir(directory.path()).rename(u"firmware"_s, u"other"_s));
+    ASSERT_TRUE(QFile::link(u"/etc"_s, directory.filePath(u"firmware"_s)));
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + failed);
+    EXPECT_TRUE(fileExists(u"/etc/passwd"_s));
+}
+
+TEST_F(FirmwareIntakeTest, LinksWithinAFirmwareAreTaken)
+{
+    writeFile(directory.filePath(u"firmware/public/docs/index.htm"_s), "<p>");
+    ASSERT_EQ(::symlink("docs/index.htm", qPrintable(directory.filePath(u"firmware/public/index.htm"_s))), 0);
+    ASSERT_EQ(::symlink("../../control", qPrintable(directory.filePath(u"firmware/public/docs/control"_s))), 0);
+    pack();
+
+    takeIn();
+
+    EXPECT_EQ(accepted.size(), 1);
+    EXPECT_EQ(readFile(firmwareDirectories + u"fwupdate0/public/index.htm"_s), "<p>");
 }
 
 TEST_F(FirmwareIntakeTest, MissingTarIsAFailure)
