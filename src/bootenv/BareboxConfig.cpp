@@ -9,6 +9,14 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/** In characters of names and values: more would not go through the bus in one answer, which ends a connection over
+ *  that. */
+constexpr qsizetype maxSize = qsizetype{32} * 1024 * 1024;
+
+} // namespace
+
 BareboxConfig::BareboxConfig(QObject *parent, const QString &directory, const QString &fileName)
     : QObject(parent), filePath(QDir(directory).absoluteFilePath(fileName))
 {
@@ -40,12 +48,18 @@ void BareboxConfig::parse()
 
 void BareboxConfig::set(const QString &name, const QString &value)
 {
-    if (!variables.contains(name)) {
+    const auto known = variables.constFind(name);
+    const bool isNew = known == variables.constEnd();
+    if (!isNew && name.isEmpty())
+        return;
+    const qsizetype newSize = size + value.size() + (isNew ? name.size() : -known->size());
+    if (newSize > maxSize)
+        return;
+
+    size = newSize;
+    if (isNew)
         variableLines.insert(lineCount++, name);
-        variables.insert(name, value);
-    } else if (!name.isEmpty()) {
-        variables.insert(name, value);
-    }
+    variables.insert(name, value);
 }
 
 void BareboxConfig::syncSet(const QString &name, const QString &value)

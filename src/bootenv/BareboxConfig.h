@@ -30,7 +30,8 @@ public:
 
 public Q_SLOTS:
     /** Changes a variable in memory. A new one goes behind everything else; a known one keeps its place. The variable
-     *  with the empty name keeps its first value. */
+     *  with the empty name keeps its first value. Nothing changes where names and values would come to more than 32 MiB
+     *  together. */
     void set(const QString &name, const QString &value);
     /** `set`, then `save`. */
     void syncSet(const QString &name, const QString &value);
@@ -56,5 +57,6 @@ private:
     // A line slot fixes a line's place in the file; slots may stay empty. Every name in `variables` has exactly one.
     QHash<int, QString> commentLines;
     QHash<int, QString> variableLines;
-    int lineCount = 0; // next free line slot
+    int lineCount = 0;  // next free line slot
+    qsizetype size = 0; // of names and values
 };

@@ -173,4 +173,24 @@ TEST_F(BareboxConfigTest, DestructionDiscardsUnsavedChanges)
     EXPECT_EQ(readFile(path), before);
 }
 
+TEST_F(BareboxConfigTest, HoldsNoMoreThanOneAnswerCarries)
+{
+    constexpr int mebi = 1024 * 1024;
+    const QString megabyte(mebi, u'x');
+    for (int number = 0; number < 31; ++number)
+        config.set(u"v"_s + QString::number(number), megabyte);
+    EXPECT_EQ(config.variableList().size(), 2 + 31);
+
+    config.set(u"one too many"_s, megabyte);
+    config.set(u"a"_s, megabyte);
+
+    EXPECT_FALSE(config.exists(u"one too many"_s));
+    EXPECT_EQ(config.get(u"a"_s), u"1"_s);
+
+    config.set(u"v0"_s, u""_s);
+    config.set(u"a"_s, megabyte);
+
+    EXPECT_EQ(config.get(u"a"_s), megabyte);
+}
+
 } // namespace
