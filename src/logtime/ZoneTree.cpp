@@ -7,6 +7,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+/** Room for any real tree of zones. Links that lead back up multiply it without an end, and an answer that the bus does
+ *  not carry would cost the daemon its connection. */
+constexpr qsizetype maxTextSize = qsizetype{4} * 1024 * 1024;
+
 void appendNode(QString &text, const QString &path, qsizetype rootLength)
 {
     QStringList subdirectories;
@@ -16,14 +20,15 @@ void appendNode(QString &text, const QString &path, qsizetype rootLength)
         (entry.isDir() ? subdirectories : files).append(entry.fileName());
 
     text += u"{\"path\":\""_s + path.mid(rootLength + 1) + u'"';
-    if (!subdirectories.isEmpty()) {
-        text += u",\"subdirs\": ["_s;
-        for (const QString &name : subdirectories) {
-            appendNode(text, path + u'/' + name, rootLength);
-            text += u',';
-        }
-        text.back() = u']';
+    const qsizetype begin = text.size();
+    for (const QString &name : subdirectories) {
+        if (text.size() >= maxTextSize)
+            break;
+        text += text.size() == begin ? u",\"subdirs\": ["_s : u","_s;
+        appendNode(text, path + u'/' + name, rootLength);
     }
+    if (text.size() != begin)
+        text += u']';
     text += u",\"selections\":["_s;
     if (!files.isEmpty())
         text += u'"' + files.join(u"\",\""_s) + u'"';

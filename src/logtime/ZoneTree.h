@@ -10,7 +10,8 @@
  *  is escaped.
  *
  *  The tree is walked anew at each call. Nothing keeps count of directory links that lead back up: a single one shows
- *  its part of the tree some forty times, until the kernel follows no further, and several multiply.
+ *  its part of the tree some forty times, until the kernel follows no further, and several multiply. Once the text has
+ *  4 MiB no further directory is entered, and those that are left out are not named.
  *
  *  @param root absolute path without a trailing slash. One that is missing or can't be read is a node without entries.
  */

@@ -204,4 +204,20 @@ TEST_F(ZoneTreeTest, EachCallLooksAnew)
     EXPECT_EQ(tree()[u"selections"], (QJsonArray{u"CET"_s, u"UTC"_s}));
 }
 
+TEST_F(ZoneTreeTest, TreeThatMultipliesByLinksHasAnEnd)
+{
+    for (int number = 0; number < 20; ++number)
+        addFile(QString(200, u'x') + QString::number(number));
+    for (const QString &name : {u"a"_s, u"b"_s, u"c"_s})
+        addLink(root, name);
+
+    const QString all = text();
+
+    EXPECT_GE(all.size(), 4 * 1024 * 1024);
+    EXPECT_LT(all.size(), 5 * 1024 * 1024);
+    const QJsonObject top = QJsonDocument::fromJson(all.toUtf8()).object();
+    EXPECT_EQ(top[u"selections"_s].toArray().size(), 20);
+    EXPECT_EQ(top[u"subdirs"_s].toArray().size(), 1) << "no room was left for the others";
+}
+
 } // namespace
