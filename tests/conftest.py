@@ -21,6 +21,10 @@ COMPLAINTS = ("ERROR: AddressSanitizer", "runtime error", "LeakSanitizer", "Thre
 used_devices = pytest.StashKey[list]()
 
 
+def pytest_addoption(parser):
+    parser.addoption("--long", action="store_true", help="the long form of the tests that have one: takes hours")
+
+
 def pytest_configure(config):
     config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs first")
     config.addinivalue_line("markers", "ends_daemon: leaves the daemon ended, on purpose")
@@ -74,6 +78,12 @@ def watched(device, node):
     if device.running and not node.get_closest_marker("ends_daemon"):
         daemon = device.daemon_status()
         assert daemon is None or daemon["running"], f"the daemon ended with status {daemon['status']}"
+
+
+@pytest.fixture(scope="session")
+def long_form(request):
+    """Whether a test that could go on for ever is to take its time."""
+    return request.config.getoption("long")
 
 
 @pytest.fixture(scope="session")
