@@ -59,9 +59,9 @@ class Tree:
 
     def start(self, *command):
         pipes = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.STDOUT}
-        return subprocess.Popen(
-            ["tools/bare-machine", *command], cwd=self.project, env=self.environment, text=True, **pipes
-        )
+        # A signal that the tests were started to ignore, as by nohup, bash could not trap.
+        command = ["env", "--default-signal=HUP,INT,TERM", "tools/bare-machine", *command]
+        return subprocess.Popen(command, cwd=self.project, env=self.environment, text=True, **pipes)
 
     def run(self, *command):
         """The status and the lines that the command itself printed."""
