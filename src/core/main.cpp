@@ -1,4 +1,5 @@
 #include "core/CrashBacktrace.h"
+#include "core/LostBus.h"
 #include "core/ObjectTree.h"
 
 #include <qmz/ConstParameter.h>
@@ -11,10 +12,14 @@
 
 #include <csignal>
 #include <syslog.h>
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// Longer than the bus library waits for an answer of the bus.
+constexpr unsigned nameLimitSec = 30;
 
 /** Filled in, and never handed to sigaction(): every signal keeps the disposition that the daemon was started with. */
 void prepareCrashAction()
@@ -35,10 +40,15 @@ int main(int argc, char **argv)
 
     QCoreApplication application(argc, argv);
 
+    // Without a thread of its own the bus library waits for good and says nothing. The signal ends such a process, and
+    // the init system starts the next one.
+    alarm(nameLimitSec);
     // The name comes first: a second instance ends here, before it has touched anything.
     const QString serviceName = qmz::NodekeepGlobals::SERVICE_PATH_NAME;
     if (!QDBusConnection::systemBus().registerService(serviceName))
         qFatal("Registering dbus connection failed.");
+    alarm(0);
+    const LostBus watch;
 
     auto *const factory =
         new FactoryManager(qmz::ConstParameter::domainForIdx(qmz::ConstParameter::IDX_SYSTEM),

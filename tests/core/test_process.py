@@ -6,7 +6,7 @@ import subprocess
 import time
 
 import pytest
-from busclient import BusClient
+from busclient import SERVICE, BusClient
 from insidetools import daemon_children, sanitizer_environment, shadow, shell, start_shadowed
 
 DAEMON = "/usr/sbin/nodekeep"
@@ -45,6 +45,18 @@ def test_without_a_bus_it_ends_and_does_not_hang(new_device):
     assert NO_NAME in alone.stderr.decode()
 
 
+@pytest.mark.slow
+def test_without_a_thread_for_its_bus_it_ends_at_its_time_limit(new_device):
+    new_device.start(daemon=False)
+    starved = ["strace", "-f", "-o", "/dev/null", "-e", "inject=clone,clone3:error=ENOMEM", DAEMON]
+
+    ended = new_device.exec(starved, env=sanitizer_environment(ASAN_OPTIONS="detect_leaks=0"), timeout=120)
+
+    assert ended.returncode == -signal.SIGALRM
+    with BusClient(new_device) as client:
+        assert not client.connection.name_has_owner(SERVICE)
+
+
 @pytest.mark.parametrize("address", ["unix:path=/run/no-bus-here", "unix:path=/etc/hostname", "nonsense", ""])
 def test_with_a_wrong_bus_address_it_ends_and_touches_nothing(device, address):
     before = traces(device)
@@ -54,6 +66,22 @@ def test_with_a_wrong_bus_address_it_ends_and_touches_nothing(device, address):
     assert ended.returncode == -signal.SIGABRT
     assert NO_NAME in ended.stderr
     assert traces(device) == before
+
+
+@pytest.mark.ends_daemon
+def test_without_its_bus_it_ends_with_a_line_and_comes_up_on_the_next_one(new_device):
+    # What it keeps to its end is no leak.
+    new_device.start(env=sanitizer_environment(ASAN_OPTIONS="detect_leaks=0"))
+    shell(new_device, "kill -KILL $(pgrep -x dbus-daemon)")
+
+    new_device.wait_for(lambda: not new_device.daemon_status()["running"], what="the daemon's end")
+    assert new_device.daemon_status()["status"] == 1
+    assert new_device.daemon_log().count("The connection to the system bus is lost.") == 1
+
+    shell(new_device, "rm /run/dbus/system_bus_socket; dbus-daemon --system --fork --nopidfile")
+    new_device.start_daemon()
+    with BusClient(new_device) as client:
+        assert client.children("/loader") == {"boot", "config", "system"}
 
 
 @pytest.mark.ends_daemon

@@ -9,6 +9,10 @@ JOBS = "bus: com.ubuntu.Upstart /com/ubuntu/Upstart/jobs"
 SERVICE = "bus: net.connman /net/connman/service/ethernet_001122334455_cable"
 
 OWN_NAME = "bus: RequestName com.ozt.nodekeep"
+HEAR_ITS_END = (
+    "bus: AddMatch type='signal',path='/org/freedesktop/DBus/Local',interface='org.freedesktop.DBus.Local',"
+    "member='Disconnected'"
+)
 HEAR_CONNMAN = "bus: AddMatch type='signal',interface='net.connman.Service',member='PropertyChanged'"
 HEAR_STARTED = "bus: AddMatch type='signal',interface='com.ozt.syscfgmgr',member='started'"
 HEAR_UPLOADS = "bus: AddMatch type='signal',path='/',interface='com.ozt.httpdata',member='fileUploaded'"
@@ -43,6 +47,7 @@ def test_a_first_start_after_an_update_does_this_and_nothing_else(new_device, tm
 
     assert [effect for effect in effects if effect.startswith(("bus:", "signal:"))] == [
         OWN_NAME,
+        HEAR_ITS_END,
         HEAR_CONNMAN,
         ANNOUNCE_NAME,
         HEAR_STARTED,
@@ -59,6 +64,7 @@ def test_a_first_start_after_an_update_does_this_and_nothing_else(new_device, tm
     ]
     assert [effect for effect in effects if effect not in NOT_WAITED_FOR] == [
         OWN_NAME,
+        HEAR_ITS_END,
         r"platform: FactoryManager.FactoryManager system ^\/system($|\/h.*|\/time.*|\/network.*|\/can.*|\/syslog.*)",
         "platform: FactoryManager.start",
         "platform: Qmzlog.open com.ozt.nodekeep 168 0",
