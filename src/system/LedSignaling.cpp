@@ -66,7 +66,9 @@ void LedSignaling::remoteMeascardLedSingaling(int timeInSec, const QString &netw
 void LedSignaling::replyFinished(QNetworkReply *reply)
 {
     reply->deleteLater();
-    // With several requests under way this is the latest one's manager, not the reply's own: the others stay for good.
+    // With several requests under way the other manager is the latest one's, not the reply's own: the others stay for
+    // good, but not their connections and threads.
+    reply->manager()->clearConnectionCache();
     if (netManager)
         netManager->deleteLater();
 }

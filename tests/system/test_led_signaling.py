@@ -188,6 +188,7 @@ def test_many_requests_under_way_end_nothing_but_themselves(own_device, own_clie
         other.wait_heard(100)
 
         assert sorted(heard.partition("\r\n\r\n")[2] for heard in other.heard()) == sorted(map(body, range(100)))
+    wait_idle(own_device, own_client)
     with listening(own_device, "answer") as other:
         signal_remote(own_client, 7, other.address)
         other.wait_heard(1)
@@ -209,6 +210,27 @@ def test_requests_one_after_the_other_do_not_make_the_daemon_grow(sparing_device
         work(100)
 
         assert resident_kib(sparing_device) - before < 1024
+
+
+def held(device):
+    """How many descriptors and threads the daemon has."""
+    place = f"/proc/{device.daemon_status()['pid']}"
+    return [len(device.exec(["ls", f"{place}/{what}"], check=True).stdout.split()) for what in ("fd", "task")]
+
+
+@pytest.mark.parametrize("manner", ["answer", "hang-up"])
+def test_requests_at_once_leave_nothing_open_when_they_have_ended(own_device, own_client, manner):
+    before = held(own_device)
+
+    def all_given_back():
+        return all(now <= then for now, then in zip(held(own_device), before, strict=True))
+
+    with listening(own_device, manner) as other:
+        for _ in range(10):
+            for _ in range(20):
+                signal_remote(own_client, 1, other.address)
+
+            own_device.wait_for(all_given_back, 60, f"no more than {before} to be held")
 
 
 def test_a_thousand_calls_are_all_answered(own_device, own_client):
