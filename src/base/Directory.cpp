@@ -7,7 +7,7 @@ QDir ensureDirectory(const QString &path)
         const QString name = directory.dirName();
         directory.cdUp();
         directory.mkdir(name);
-        directory.cd(name);
+        static_cast<void>(directory.cd(name));
     }
     return directory;
 }

@@ -65,7 +65,8 @@ constexpr std::array<CarriedFile, 13> carriedFiles{{
 QList<CarriedFile> filesInOrder(int CarriedFile::*place)
 {
     QList<CarriedFile> files;
-    std::ranges::copy_if(carriedFiles, std::back_inserter(files), [&](auto &file) { return file.*place != never; });
+    std::ranges::copy_if(carriedFiles, std::back_inserter(files),
+                         [&](const auto &file) { return file.*place != never; });
     std::ranges::sort(files, {}, place);
     return files;
 }

@@ -41,7 +41,7 @@ void FwUpdateWorker::doWork()
     Q_EMIT done(freeNr);
 }
 
-void FwUpdateWorker::examine(QDir &firmwares, const QString &name)
+void FwUpdateWorker::examine(const QDir &firmwares, const QString &name)
 {
     // Every directory counts, whatever its name: a number taken twice would move one firmware into another.
     const int number = occupiedNumber(name);
@@ -49,7 +49,7 @@ void FwUpdateWorker::examine(QDir &firmwares, const QString &name)
     freeNr = std::max(freeNr, number + 1);
 
     QDir firmware = firmwares;
-    firmware.cd(name);
+    static_cast<void>(firmware.cd(name)); // where it can't go, it stays
     if (!isComplete(firmware))
         return;
 

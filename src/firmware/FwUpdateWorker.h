@@ -28,7 +28,7 @@ public Q_SLOTS:
     void doWork();
 
 private:
-    void examine(QDir &firmwares, const QString &name);
+    void examine(const QDir &firmwares, const QString &name);
 
     int freeNr = 0;
 };

@@ -75,7 +75,7 @@ void NtpConfig::writeConfiguration()
 {
     QDir directory(u"/var/run"_s);
     directory.mkdir(u"ntp"_s);
-    directory.cd(u"ntp"_s);
+    static_cast<void>(directory.cd(u"ntp"_s)); // where it can't go, the file lies above
     const QString path = directory.absoluteFilePath(u"ntp.conf"_s);
 
     QFile file;

@@ -5,7 +5,7 @@
 
 namespace {
 
-const QByteArray heading =
+constexpr QByteArrayView heading =
     "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n";
 
 /** What an option such as `"-s 200"` is followed by. Its closing quote is cut off unseen, so a value without quotes
@@ -42,7 +42,7 @@ SyslogSettings parseSyslogFile(const QByteArray &text)
 
 QByteArray syslogFile(const SyslogSettings &settings)
 {
-    QByteArray text = heading;
+    QByteArray text = heading.toByteArray();
     text += "SIZE=\"-s " + QByteArray::number(settings.logSizeKb) + "\"\n";
     if (!settings.remoteTarget.isEmpty())
         text += "REMOTE=\"-R " + toAscii(settings.remoteTarget) + "\"\n";

@@ -16,8 +16,12 @@ void appendNode(QString &text, const QString &path, qsizetype rootLength)
     QStringList subdirectories;
     QStringList files;
     const QDir directory(path);
-    for (const QFileInfo &entry : directory.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot))
-        (entry.isDir() ? subdirectories : files).append(entry.fileName());
+    for (const QFileInfo &entry : directory.entryInfoList(QDir::Dirs | QDir::Files | QDir::NoDotAndDotDot)) {
+        if (entry.isDir())
+            subdirectories.append(entry.fileName());
+        else
+            files.append(entry.fileName());
+    }
 
     text += u"{\"path\":\""_s + path.mid(rootLength + 1) + u'"';
     const qsizetype begin = text.size();

@@ -18,8 +18,8 @@ QByteArray nextLine(QIODevice &text)
     return length > 0 ? QByteArray(buffer.data(), length) : QByteArray();
 }
 
-const QByteArray hostnamePrefix = QByteArrayLiteral("hostname=");
-const QByteArray macPrefix = QByteArrayLiteral("mac=");
+constexpr QByteArrayView hostnamePrefix = "hostname=";
+constexpr QByteArrayView macPrefix = "mac=";
 
 } // namespace
 

@@ -18,7 +18,7 @@ namespace {
 
 bool isCertificate(const QString &name)
 {
-    return name.toLower().endsWith(u".pdf"_s);
+    return name.endsWith(u".pdf"_s, Qt::CaseInsensitive);
 }
 
 /** Copies a file under a name into a directory, whose last level is made when it is missing, over an older one. */

@@ -3,6 +3,7 @@
 #include "CallRecord.h"
 
 #include <QByteArray>
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QTimer>
@@ -82,7 +83,7 @@ void SysCfgAccess::startLedEffect(int durationSeconds, int effect)
     static unsigned int latest = 0;
     const unsigned int mine = ++latest;
     const std::chrono::milliseconds duration = std::chrono::seconds(std::clamp(durationSeconds, 0, maxSeconds));
-    QTimer::singleShot(duration, [mine] {
+    QTimer::singleShot(duration, QCoreApplication::instance(), [mine] {
         if (mine == latest)
             darkenLed();
     });
