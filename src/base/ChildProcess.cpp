@@ -1,16 +1,24 @@
 #include "base/ChildProcess.h"
 
+#include <QByteArrayList>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr qsizetype maxOutputBytes = qsizetype{16} * 1024 * 1024;
+
+// What a shell tells of a program that the kernel refuses.
+constexpr int notExecuted = 126;
 
 ToolEnd endOf(const QProcess &tool)
 {
@@ -44,6 +52,23 @@ void report(const QString &program, ToolEnd end, const QProcess &tool)
     }
 }
 
+/** Has the child become its program before Qt tries that: for each child that can't, Qt leaks a descriptor. */
+void becomeInChild(QProcess &process, const QString &path, const QStringList &arguments)
+{
+    QByteArrayList words{QFile::encodeName(path)};
+    for (const QString &argument : arguments)
+        words.append(QFile::encodeName(argument));
+    std::vector<char *> pointers;
+    for (QByteArray &word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    // The child shares our memory, and must not change it. The list keeps alive what the pointers lead to.
+    process.setChildProcessModifier([words, pointers] {
+        ::execv(pointers.front(), pointers.data());
+        ::_exit(notExecuted);
+    });
+}
+
 ToolEnd runAndReport(QProcess &process, const QString &program, const QStringList &arguments, int timeoutMs)
 {
     const bool isOccupied = process.state() != QProcess::NotRunning;
@@ -59,11 +84,12 @@ ToolEnd runAndReport(QProcess &process, const QString &program, const QStringLis
 
 bool startTool(QProcess &process, const QString &program, const QStringList &arguments)
 {
-    // Qt would find out in the child process, and leak a descriptor each time.
-    if (QStandardPaths::findExecutable(program).isEmpty()) {
+    const QString path = QStandardPaths::findExecutable(program);
+    if (path.isEmpty()) {
         report(program, ToolEnd::NotStarted, process);
         return false;
     }
+    becomeInChild(process, path, arguments);
     process.setStandardInputFile(QProcess::nullDevice());
     process.start(program, arguments, QIODevice::ReadWrite);
     return true;

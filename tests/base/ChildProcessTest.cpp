@@ -154,6 +154,23 @@ TEST_F(ChildProcessTest, MissingToolLeavesNoDescriptorBehind)
     EXPECT_EQ(open(), before);
 }
 
+TEST_F(ChildProcessTest, DamagedToolFailsAndLeavesNoDescriptorBehind)
+{
+    const auto open = [] { return QDir(u"/proc/self/fd"_s).count(); };
+    const QTemporaryDir directory;
+    const QString damaged = directory.filePath(u"tool"_s);
+    writeFile(damaged, "\x7f"
+                       "ELF, but no more");
+    QFile::setPermissions(damaged, QFile::ReadOwner | QFile::ExeOwner);
+    const Messages messages;
+    const auto before = open();
+
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(runTool(process, damaged, {}), ToolEnd::Failed);
+
+    EXPECT_EQ(open(), before);
+}
+
 TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
 {
     tools.add(u"tool"_s, "sleep 0.3\necho end\n");
