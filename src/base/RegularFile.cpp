@@ -49,7 +49,10 @@ std::optional<QByteArray> readRegularFile(const QString &path)
     QFile file;
     if (!openRegularFile(file, path, QIODevice::ReadOnly))
         return std::nullopt;
-    return file.readAll();
+    const QByteArray content = file.readAll();
+    if (file.error() != QFileDevice::NoError)
+        return std::nullopt;
+    return content;
 }
 
 bool writeRegularFile(const QString &path, const QByteArray &content)

@@ -25,7 +25,8 @@ inline constexpr qint64 maxFileBytes = qint64{32} * 1024 * 1024;
  *  @return false when the file can't be opened, is not a regular one or too large to be read; `file` is then closed */
 [[nodiscard]] bool openRegularFile(QFile &file, const QString &path, QIODevice::OpenMode mode);
 
-/** The bytes of a whole file, or nothing when it can't be opened. An empty file yields an empty array. */
+/** The bytes of a whole file, or nothing when it can't be opened or read to its end. An empty file yields an empty
+ *  array. */
 [[nodiscard]] std::optional<QByteArray> readRegularFile(const QString &path);
 
 /** Replaces a file's content, in place: no temporary file, no renaming, no sync. Creates the file when missing.

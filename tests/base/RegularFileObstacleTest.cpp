@@ -232,4 +232,11 @@ TEST_F(RegularFileObstacleTest, DescriptorIsClosedOnExec)
     }
 }
 
+TEST(RegularFileReadTest, FileThatFailsHalfWayIsNotRead)
+{
+    // Opened like any other, but there is no memory at address 0.
+    EXPECT_EQ(readRegularFile(u"/proc/self/mem"_s), std::nullopt);
+    EXPECT_EQ(readValueFile(u"/proc/self/mem"_s), std::nullopt);
+}
+
 } // namespace
