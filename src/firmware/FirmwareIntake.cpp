@@ -84,9 +84,11 @@ void FirmwareIntake::startTool(const QString &program, const QStringList &argume
     tool->setStandardOutputFile(QProcess::nullDevice());
     tool->setStandardErrorFile(QProcess::nullDevice());
     connect(tool, &QProcess::finished, this, finished);
-    connect(tool, &QProcess::errorOccurred, this, [this, finished](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
-            (this->*finished)(notStarted);
+    connect(tool, &QProcess::errorOccurred, this, [this, tool, finished](QProcess::ProcessError error) {
+        if (error != QProcess::FailedToStart)
+            return;
+        (this->*finished)(notStarted);
+        tool->disconnect(this); // where several of its streams can't be opened, this comes for each of them
     });
     if (!::startTool(*tool, program, arguments))
         Q_EMIT tool->errorOccurred(QProcess::FailedToStart); // as if it had tried

@@ -9,6 +9,7 @@
 #include "fake/FakePlatform.h"
 #include "firmware/FirmwareRecords.h"
 #include "firmware/NandUpdate.h"
+#include "support/BindMount.h"
 #include "support/FakeTools.h"
 #include "support/QtPrinting.h"
 
@@ -306,6 +307,18 @@ TEST_F(FirmwareIntakeTest, MissingTarIsAFailure)
     pack();
     FakeTools none;
     none.hideAllOthers();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork} + failed);
+}
+
+TEST_F(FirmwareIntakeTest, TarThatGetsNoStreamsIsToldOnce)
+{
+    pack();
+    const QString socket = directory.filePath(u"socket"_s);
+    ASSERT_EQ(::mknod(qPrintable(socket), S_IFSOCK | 0600, 0), 0);
+    const BindMount nothingToOpen(socket, u"/dev/null"_s);
 
     takeIn();
 
