@@ -1,5 +1,7 @@
 #include "can/CanErrorListener.h"
 
+#include "can/CanErrorFrame.h"
+
 #include <qmz/SystemEvent.h>
 
 #include <QSocketNotifier>
@@ -22,25 +24,6 @@ using qmz::SystemEvent;
 namespace {
 
 const QString origin = u"/system/can"_s;
-
-struct ErrorClass
-{
-    canid_t bit;
-    const char16_t *text;
-};
-
-// The texts are known to clients with their spelling.
-constexpr std::array<ErrorClass, 9> errorClasses{{
-    {CAN_ERR_TX_TIMEOUT, u"transmit timeout"},
-    {CAN_ERR_LOSTARB, u"lost arbitration"},
-    {CAN_ERR_CRTL, u"controller problem"},
-    {CAN_ERR_PROT, u"procrotocol violation"},
-    {CAN_ERR_TRX, u"tranceiver status"},
-    {CAN_ERR_ACK, u"no ack received on transmission"},
-    {CAN_ERR_BUSOFF, u"bus off"},
-    {CAN_ERR_BUSERROR, u"bus error"},
-    {CAN_ERR_RESTARTED, u"controller restarted"},
-}};
 
 } // namespace
 
@@ -105,17 +88,8 @@ void CanErrorListener::fail()
 
 void CanErrorListener::dataReady(int readySocket)
 {
-    can_frame frame{};
-    if (::read(readySocket, &frame, sizeof frame) != sizeof frame) {
-        SystemEvent::canError(u"unspecified error"_s, SystemEvent::UnspecifiedError, origin);
-        return;
-    }
-    if (!(frame.can_id & CAN_ERR_FLAG))
-        return;
-
-    for (const ErrorClass &errorClass : errorClasses) {
-        if (frame.can_id & errorClass.bit)
-            SystemEvent::canError(QString::fromUtf16(errorClass.text),
-                                  static_cast<SystemEvent::CanError>(errorClass.bit), origin);
-    }
+    std::array<char, sizeof(can_frame)> bytes{};
+    const ssize_t length = ::read(readySocket, bytes.data(), bytes.size());
+    for (const CanBusError &error : canErrorsIn(QByteArrayView(bytes.data(), length > 0 ? length : 0)))
+        SystemEvent::canError(error.text, error.code, origin);
 }
