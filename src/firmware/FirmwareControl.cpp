@@ -2,6 +2,8 @@
 
 #include "bootenv/BareboxConfig.h"
 
+#include <qmz/NodekeepGlobals.h>
+
 using namespace Qt::StringLiterals;
 
 FirmwareControl readFirmwareControl(const QDir &firmware)
@@ -12,4 +14,14 @@ FirmwareControl readFirmwareControl(const QDir &firmware)
             .svnversion = control.getTrimmed(u"SVNVERSION"_s),
             .minUpdaterVer = control.getTrimmed(u"MIN_UPDATER_VERSION"_s),
             .date = control.getTrimmed(u"DATE"_s)};
+}
+
+bool suitsDevice(const FirmwareControl &control, const QString &minVersion)
+{
+    if (minVersion.toFloat() > control.version.toFloat())
+        return false;
+
+    bool isNumber = false;
+    const int generation = control.minUpdaterVer.toInt(&isNumber);
+    return isNumber && generation <= qmz::NodekeepGlobals::MIN_UPDATE_VERSION;
 }

@@ -6,6 +6,7 @@
 #include "bootenv/BootEnvironment.h"
 #include "firmware/FirmwareControl.h"
 #include "firmware/FirmwareRecords.h"
+#include "firmware/Md5Text.h"
 #include "firmware/PackageGuard.h"
 
 #include <qmz/NodekeepGlobals.h>
@@ -44,13 +45,6 @@ void removeDirectory(const QDir &directory)
     runTool(remove, u"rm"_s, {u"-rf"_s, directory.absolutePath()}, noLimitMs);
 }
 
-/** The digest in what md5sum prints: "digest, two blanks, file name". */
-QByteArray digest(const QByteArray &md5sumText)
-{
-    const qsizetype end = md5sumText.indexOf("  ");
-    return end < 0 ? md5sumText : md5sumText.first(end);
-}
-
 void signalFirmwareFailure()
 {
     showEffect(10, 1);
@@ -63,10 +57,10 @@ bool checkMd5(const QDir &dir, const QString &name)
     if (!isForTools(image))
         return false;
 
-    const QByteArray computed = digest(toolOutput(u"md5sum"_s, {image}, noLimitMs));
+    const QByteArray computed = md5DigestIn(toolOutput(u"md5sum"_s, {image}, noLimitMs));
 
     const std::optional<QByteArray> shipped = readRegularFile(dir.filePath(name + u".md5"_s));
-    return shipped && computed == digest(*shipped);
+    return shipped && computed == md5DigestIn(*shipped);
 }
 
 } // namespace
@@ -177,14 +171,8 @@ void FirmwareIntake::takeFirmware(QDir firmware)
 
 bool FirmwareIntake::isAcceptable(const QDir &firmware, const FirmwareControl &control)
 {
-    // Versions are compared as numbers: 1.10 is below 1.9, and a text that is no number counts as 0.
-    if (environment.minFwVersion().toFloat() > control.version.toFloat())
+    if (!suitsDevice(control, environment.minFwVersion()))
         return false;
-
-    bool isNumber = false;
-    if (control.minUpdaterVer.toInt(&isNumber) > NodekeepGlobals::MIN_UPDATE_VERSION || !isNumber)
-        return false;
-
     if (!checkMd5(firmware, u"linuximage"_s))
         return false;
     reportStage(SystemEvent::KernelVerified);
