@@ -1,20 +1,12 @@
 #pragma once
 
+#include "network/ConnmanSettings.h"
+
 #include <QDBusMessage>
-#include <QHostAddress>
 #include <QString>
 #include <QVariantMap>
 
 #include <optional>
-
-/** What connman tells of the port. A value that it does not tell is not there. */
-struct ConnmanSettings
-{
-    std::optional<QHostAddress> address;
-    std::optional<QHostAddress> netmask;
-    std::optional<bool> dhcp;
-    std::optional<QString> nameserver; ///< the first one; null for none
-};
 
 /** A client of connman's Ethernet service, on the system bus.
  *
@@ -23,9 +15,8 @@ struct ConnmanSettings
 class ConnmanService
 {
 public:
-    /** Reads address, mask, method and name server. With fixed addresses these are the configured ones, also while the
-     *  port is down, else those in force. Nothing without a service; a service that does not answer leaves a line in
-     *  the log. */
+    /** Reads address, mask, method and name server. Nothing without a service; a service that does not answer leaves a
+     *  line in the log. */
     ConnmanSettings getConnmanNetworkSettings();
     /** The first name server; null when there is none. Nobody in the daemon asks for it alone. */
     QString getConnmanNameserver();
