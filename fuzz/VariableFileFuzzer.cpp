@@ -1,16 +1,10 @@
 // Reads the lines of a variable file, writes each anew and reads that: it has to hold the same.
 
+#include "FuzzTarget.h"
+
 #include "bootenv/VariableFile.h"
 
-#include <cstdlib>
-
 namespace {
-
-void require(bool condition)
-{
-    if (!condition)
-        std::abort();
-}
 
 /** Whether the written line reads as another one, because its name lost the blank in front of it: then it begins a
  *  comment, or with a byte order mark, which is skipped. */
@@ -38,16 +32,12 @@ void checkLine(QByteArrayView bytes)
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char *bytes, size_t size);
-
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char *bytes, size_t size)
+void checkInput(QByteArrayView input)
 {
-    const QByteArrayView file(bytes, static_cast<qsizetype>(size));
-    for (qsizetype begin = 0; begin <= file.size();) {
-        const qsizetype lineFeed = file.indexOf('\n', begin);
-        const qsizetype end = lineFeed < 0 ? file.size() : lineFeed;
-        checkLine(file.sliced(begin, end - begin));
+    for (qsizetype begin = 0; begin <= input.size();) {
+        const qsizetype lineFeed = input.indexOf('\n', begin);
+        const qsizetype end = lineFeed < 0 ? input.size() : lineFeed;
+        checkLine(input.sliced(begin, end - begin));
         begin = end + 1;
     }
-    return 0;
 }
