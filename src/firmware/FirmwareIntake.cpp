@@ -133,7 +133,9 @@ void FirmwareIntake::tarFinished(int status)
     auto *const tar = qobject_cast<QProcess *>(sender());
     if (!tar)
         return;
-    removeStrangers(entriesBefore + records.names());
+    for (const QString &name : records.names())
+        entriesBefore.append(QFile::encodeName(name));
+    removeStrangers(entriesBefore);
     if (status != 0 || tar->exitStatus() == QProcess::CrashExit) {
         qWarning("firmware package can't be unpacked: tar ended with %d", status);
         signalFirmwareFailure();

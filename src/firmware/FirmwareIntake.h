@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArrayList>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -49,6 +50,6 @@ private:
 
     BootEnvironment &environment;
     FirmwareRecords &records;
-    QString uploadedFile;      // the package being unpacked
-    QStringList entriesBefore; // what stood on the partition before it
+    QString uploadedFile;         // the package being unpacked
+    QByteArrayList entriesBefore; // what stood on the partition before it
 };

@@ -1,108 +1,174 @@
 #include "firmware/PackageGuard.h"
 
-#include "base/ChildProcess.h"
-
 #include <qmz/NodekeepGlobals.h>
 
-#include <QDirIterator>
 #include <QFile>
-#include <QProcess>
+#include <QList>
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 
+#include <algorithm>
 #include <array>
+#include <memory>
 
-using namespace Qt::StringLiterals;
 using qmz::NodekeepGlobals;
 
 namespace {
 
-constexpr QDir::Filters everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-
-/** Where a link leads, as it is written in it. */
-QString linkText(const QString &link)
+struct CloseDirectory
 {
-    std::array<char, PATH_MAX> text{};
-    const ssize_t length = ::readlink(QFile::encodeName(link).constData(), text.data(), text.size());
-    return QFile::decodeName(QByteArray(text.data(), length > 0 ? length : 0));
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, CloseDirectory>; // null: there is none that can be read
+
+struct Entry
+{
+    QByteArray path; // from the directory in which it was looked for, which is "."
+    mode_t mode;
+};
+
+struct Tree
+{
+    QList<Entry> entries; // each behind the directory that holds it
+    bool isWhole = true;
+};
+
+Directory firmwareDirectories()
+{
+    return Directory(::opendir(QFile::encodeName(NodekeepGlobals::UPDATE_PATH).constData()));
 }
 
-/** Whether a link surely leads to a place below `top`. Steps up count in front alone: behind a name, which may be a
- *  link too, nobody knows from where they start. */
-bool leadsBelow(const QString &link, const QString &top)
+/** @param path from `parent`; no directory when it is a link */
+Directory openDirectory(int parent, const QByteArray &path)
 {
-    const QString text = linkText(link);
-    if (text.isEmpty() || text.startsWith(u'/'))
-        return false;
-    const qsizetype lastStepUp = text.split(u'/').lastIndexOf(u".."_s);
-    const QStringList stepsUp = text.split(u'/').first(lastStepUp + 1);
-    if (stepsUp.count(u".."_s) != stepsUp.size())
-        return false;
-    const QString target = QDir::cleanPath(QFileInfo(link).path() + u'/' + text);
-    return target == top || target.startsWith(top + u'/');
+    return Directory(::fdopendir(::openat(parent, path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
 }
 
-bool isPlain(const QString &path, const QString &top)
+int descriptor(const Directory &directory)
+{
+    return ::dirfd(directory.get());
+}
+
+QByteArrayList namesIn(const Directory &directory)
+{
+    QByteArrayList names;
+    while (const dirent *const entry = directory ? ::readdir(directory.get()) : nullptr) {
+        const QByteArray name = entry->d_name;
+        if (name != "." && name != "..")
+            names.append(name);
+    }
+    return names;
+}
+
+/** The type and rights of an entry, of a link its own; 0 when there is nothing. */
+mode_t modeOf(const Directory &directory, const QByteArray &path)
 {
     struct stat status
     {
     };
-    if (::lstat(QFile::encodeName(path).constData(), &status) != 0)
+    ::fstatat(descriptor(directory), path.constData(), &status, AT_SYMLINK_NOFOLLOW);
+    return status.st_mode;
+}
+
+/** All that a directory holds, at any depth: one level is open at a time. */
+Tree treeBelow(const Directory &top)
+{
+    Tree tree;
+    QByteArrayList waiting{"."};
+    while (!waiting.isEmpty()) {
+        const QByteArray path = waiting.takeLast();
+        const Directory directory = openDirectory(descriptor(top), path);
+        tree.isWhole = tree.isWhole && directory;
+        for (const QByteArray &name : namesIn(directory)) {
+            const Entry entry{path + '/' + name, modeOf(directory, name)};
+            tree.entries.append(entry);
+            if (S_ISDIR(entry.mode))
+                waiting.append(entry.path);
+        }
+    }
+    return tree;
+}
+
+/** Where a link leads, as it is written in it. */
+QByteArray linkText(const Directory &directory, const QByteArray &path)
+{
+    std::array<char, PATH_MAX> text{};
+    const ssize_t length = ::readlinkat(descriptor(directory), path.constData(), text.data(), text.size());
+    return {text.data(), length > 0 ? length : 0};
+}
+
+/** Whether a link surely leads to a place below a directory, itself as many levels below. Steps up count in front
+ *  alone: behind a name, which may be a link too, nobody knows from where they start. */
+bool leadsBelow(const QByteArray &text, qsizetype level)
+{
+    if (text.isEmpty() || text.startsWith('/'))
         return false;
-    if (S_ISLNK(status.st_mode))
-        return leadsBelow(path, top);
-    return S_ISDIR(status.st_mode) || (S_ISREG(status.st_mode) && (status.st_mode & (S_ISUID | S_ISGID)) == 0);
+    const QByteArrayList steps = text.split('/');
+    const qsizetype stepsUp = steps.lastIndexOf("..") + 1;
+    return stepsUp <= level && steps.first(stepsUp).count("..") == stepsUp;
+}
+
+bool isPlain(const Directory &top, const Entry &entry)
+{
+    if (S_ISLNK(entry.mode))
+        return leadsBelow(linkText(top, entry.path), entry.path.count('/') - 1);
+    return S_ISDIR(entry.mode) || (S_ISREG(entry.mode) && (entry.mode & (S_ISUID | S_ISGID)) == 0);
+}
+
+/** Not by a tool, which would have to be told names that no QString holds. */
+void removeWhole(const Directory &parent, const QByteArray &name)
+{
+    if (const Directory top = openDirectory(descriptor(parent), name)) {
+        const QList<Entry> entries = treeBelow(top).entries;
+        std::for_each(entries.rbegin(), entries.rend(), [&](const Entry &entry) {
+            ::unlinkat(descriptor(top), entry.path.constData(), S_ISDIR(entry.mode) ? AT_REMOVEDIR : 0);
+        });
+    }
+    ::unlinkat(descriptor(parent), name.constData(), S_ISDIR(modeOf(parent, name)) ? AT_REMOVEDIR : 0);
 }
 
 } // namespace
 
 void removeLinksLeadingOut()
 {
-    const QDir place(NodekeepGlobals::UPDATE_PATH);
-    for (const QString &name : firmwareEntries()) {
-        const QString top = place.absoluteFilePath(name);
-        if (QFileInfo(top).isSymLink()) {
-            QFile::remove(top);
+    const Directory place = firmwareDirectories();
+    for (const QByteArray &name : namesIn(place)) {
+        if (S_ISLNK(modeOf(place, name)))
+            ::unlinkat(descriptor(place), name.constData(), 0);
+        const Directory top = openDirectory(descriptor(place), name);
+        if (!top)
             continue;
+        for (const Entry &entry : treeBelow(top).entries) {
+            if (S_ISLNK(entry.mode) && !isPlain(top, entry))
+                ::unlinkat(descriptor(top), entry.path.constData(), 0);
         }
-        QStringList links;
-        for (QDirIterator entries(top, everything, QDirIterator::Subdirectories); entries.hasNext();) {
-            const QString path = entries.next();
-            if (entries.fileInfo().isSymLink() && !leadsBelow(path, top))
-                links.append(path);
-        }
-        for (const QString &link : links)
-            QFile::remove(link);
     }
 }
 
-QStringList firmwareEntries()
+QByteArrayList firmwareEntries()
 {
-    return QDir(NodekeepGlobals::UPDATE_PATH).entryList(everything);
+    return namesIn(firmwareDirectories());
 }
 
-void removeStrangers(const QStringList &others)
+void removeStrangers(const QByteArrayList &others)
 {
-    const QDir place(NodekeepGlobals::UPDATE_PATH);
-    for (const QString &name : firmwareEntries()) {
-        if (name == NodekeepGlobals::FW_DIRNAME || others.contains(name))
-            continue;
-        QProcess remove;
-        runTool(remove, u"rm"_s, {u"-rf"_s, place.absoluteFilePath(name)}, noLimitMs);
+    const Directory place = firmwareDirectories();
+    for (const QByteArray &name : namesIn(place)) {
+        if (name != QFile::encodeName(NodekeepGlobals::FW_DIRNAME) && !others.contains(name))
+            removeWhole(place, name);
     }
 }
 
 bool isHarmless(const QDir &firmware)
 {
-    const QString top = firmware.absolutePath();
-    if (QFileInfo(top).isSymLink())
+    const Directory top = openDirectory(AT_FDCWD, QFile::encodeName(firmware.absolutePath()));
+    if (!top)
         return false;
-    for (QDirIterator entries(top, everything, QDirIterator::Subdirectories); entries.hasNext();) {
-        if (!isPlain(entries.next(), top))
-            return false;
-    }
-    return true;
+    const Tree tree = treeBelow(top);
+    return tree.isWhole && std::ranges::all_of(tree.entries, [&](const Entry &entry) { return isPlain(top, entry); });
 }

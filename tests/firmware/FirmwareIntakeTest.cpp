@@ -20,6 +20,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -237,6 +238,36 @@ TEST_F(FirmwareIntakeTest, LinkThatAnOldFirmwareHoldsIsNotFollowedEither)
     takeIn();
 
     EXPECT_EQ(QDir(outside.path()).entryList(QDir::Files), QStringList());
+}
+
+TEST_F(FirmwareIntakeTest, NameThatIsNoTextHidesNothing)
+{
+    const QTemporaryDir outside(u"/srv/outside-XXXXXX"_s);
+    const QByteArray hidden = QFile::encodeName(directory.path()) + "/\xff";
+    const QByteArray hiddenInside = QFile::encodeName(directory.path()) + "/firmware/\xff";
+    for (const QByteArray &link : {hidden, hiddenInside})
+        ASSERT_EQ(::symlink(QFile::encodeName(outside.path()).constData(), link.constData()), 0);
+    ASSERT_EQ(QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"."_s}), 0);
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + taken + failed);
+    EXPECT_EQ(::access(QByteArray(QFile::encodeName(firmwareDirectories) + "\xff").constData(), F_OK), -1);
+    ASSERT_EQ(::unlink(hidden.constData()), 0);
+    ASSERT_EQ(::unlink(hiddenInside.constData()), 0);
+}
+
+TEST_F(FirmwareIntakeTest, LinkThatLiesDeepIsSeenToo)
+{
+    QByteArray path = QFile::encodeName(directory.path()) + "/firmware";
+    for (int level = 0; level < 1100; ++level)
+        ASSERT_EQ(::mkdir((path += "/d").constData(), 0755), 0);
+    ASSERT_EQ(::symlink("/etc", (path + "/out").constData()), 0);
+    pack();
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork, unpacked} + taken + failed);
 }
 
 TEST_F(FirmwareIntakeTest, WhatAPackageBringsBesideItsFirmwareGoesAndOthersStay)
