@@ -3,10 +3,12 @@
 #include "bootenv/BareboxConfig.h"
 
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
 #include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
 
+#include <QDir>
 #include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
@@ -62,6 +64,39 @@ INSTANTIATE_TEST_SUITE_P(
                     File{"OnlyNuls", QByteArray("\0\0\0", 3), ""},
                     File{"NonAscii", "a=\xc3\xa4\n#\xe2\x82\xac\n", "a=\xc3\xa4\n#\xe2\x82\xac\n"}),
     [](const auto &row) { return std::string(row.param.name); });
+
+class BareboxConfigSaveTest : public BareboxConfigFileTest
+{
+};
+
+TEST_F(BareboxConfigSaveTest, IsOnTheDiskWhenItReturns)
+{
+    writeFile(path, "a=1\n#x\n");
+    BareboxConfig config(nullptr, directory.path(), u"file"_s);
+    config.set(u"b"_s, u"2"_s);
+    const qsizetype before = fileSyncsSoFar().size();
+    QByteArrayList contents;
+    {
+        const LookAtSyncs look([&] { contents += readFile(path); });
+
+        config.save();
+    }
+
+    EXPECT_EQ(fileSyncsSoFar().sliced(before), QStringList{path});
+    EXPECT_EQ(contents, QByteArrayList{"a=1\n#x\nb=2\n"});
+}
+
+TEST_F(BareboxConfigSaveTest, NoDescriptorStaysBehind)
+{
+    const BareboxConfig made(nullptr, directory.path(), u"file"_s);
+    const auto open = [] { return QDir(u"/proc/self/fd"_s).count(); };
+    const auto before = open();
+
+    for (int i = 0; i < 20; ++i)
+        BareboxConfig(nullptr, directory.path(), u"file"_s).save();
+
+    EXPECT_EQ(open(), before);
+}
 
 class BareboxConfigLargeFileTest : public BareboxConfigFileTest
 {

@@ -96,6 +96,15 @@ TEST_F(BootEnvironmentToolsTest, OnlyFilesBecomeStores)
     EXPECT_EQ(stores(), QStringList{u"file"_s});
 }
 
+TEST_F(BootEnvironmentToolsTest, HiddenFileBecomesNoStore)
+{
+    tools.add(u"bareboxenv"_s, "echo a=1 >\"$2/.hidden\"\necho a=1 >\"$2/file\"\n");
+
+    construct();
+
+    EXPECT_EQ(stores(), QStringList{u"file"_s});
+}
+
 TEST_F(BootEnvironmentToolsTest, SaveWritesTheStoresBeforeItTouchesTheFlash)
 {
     writeFile(flashFile(u"config"_s), "a=1\n");
