@@ -2,6 +2,7 @@
 
 #include "base/RegularFile.h"
 #include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
@@ -176,6 +177,18 @@ TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
     tools.add(u"tool"_s, "sleep 0.3\necho end\n");
 
     EXPECT_EQ(toolOutput(u"tool"_s, {}, noLimitMs), "end\n");
+}
+
+TEST_F(ChildProcessTest, ToolForWhichNothingElseIsSaidHasHalfAMinute)
+{
+    tools.add(u"tool"_s, "sleep 0.3\n");
+    const Messages messages;
+    const Impatience impatience;
+
+    EXPECT_EQ(runTool(process, u"tool"_s, {}), ToolEnd::StillRunning);
+
+    EXPECT_EQ(impatience.longestLimit(), 30);
+    process.waitForFinished(noLimitMs);
 }
 
 TEST_F(ChildProcessTest, ToolInheritsOnlyTheThreeStandardStreams)
