@@ -2,7 +2,9 @@
 
 #include "firmware/CarryOverRestoreFixture.h"
 #include "support/FileEvents.h"
+#include "support/Impatience.h"
 #include "support/Messages.h"
+#include "support/Syncs.h"
 
 using namespace Qt::StringLiterals;
 
@@ -72,6 +74,36 @@ TEST_F(CarryOverRestoreTest, FilesComeBackInOrderAndThenGoInOrder)
     // The marker is read first, and no file goes before the last one has come back.
     EXPECT_EQ(events.paths(u"open"_s).filter(store).first(), storePath(u"update"_s));
     EXPECT_EQ(events.firstAfterLast(u"remove"_s, u"write"_s), storePath(u"hostname"_s));
+}
+
+TEST_F(CarryOverRestoreTest, WhatCameBackIsSyncedWhenTheStoreIsEmpty)
+{
+    fillStore();
+    QList<bool> isDone;
+    {
+        const LookAtSyncs look([&] {
+            isDone += storeEntries().isEmpty() && readFile(livePath(u"guiSystem"_s)) == "stored guiSystem" &&
+                      QDir(u"/srv/codesys/visu"_s).exists();
+        });
+        ASSERT_TRUE(QDir().mkdir(u"/srv/codesys"_s));
+
+        construct();
+    }
+
+    EXPECT_EQ(isDone, QList<bool>{true});
+}
+
+TEST_F(CarryOverRestoreTest, PublicFilesAreLinkedHoweverLongItTakes)
+{
+    fillStore();
+    writeFile(u"/srv/fwupdate/fwupdate3/public/a"_s, "public");
+    ASSERT_TRUE(QDir().mkdir(u"/srv/public"_s));
+    tools.add(u"cp"_s, "sleep 0.3; exec /bin/cp \"$@\"\n");
+    const Impatience impatience;
+
+    construct();
+
+    EXPECT_EQ(readFile(u"/srv/public/a"_s), "public");
 }
 
 TEST_F(CarryOverRestoreTest, WithoutTheMarkerTheStoreStays)

@@ -3,6 +3,7 @@
 #include "firmware/CarryOverTest.h"
 #include "plc/FakePlcRuntime.h"
 #include "support/FileEvents.h"
+#include "support/Syncs.h"
 
 #include <sys/mount.h>
 
@@ -80,6 +81,28 @@ TEST_F(CarryOverSaveTest, CopyComesAfterTheFlashAndBeforeTheReboot)
     EXPECT_TRUE(listed);
     EXPECT_EQ(toolsAtTheEvent, QStringList());
     EXPECT_TRUE(QDir(u"/srv/codesys"_s).exists());
+}
+
+TEST_F(CarryOverSaveTest, CopiesAndListAreSyncedAheadOfTheReboot)
+{
+    ASSERT_TRUE(QDir().mkdir(u"/srv/codesys"_s));
+    const FakePlcRuntime runtime({u"One"_s});
+    QStringList kept;
+    {
+        const LookAtSyncs look([&] {
+            const bool isSaved = QFileInfo(storePath(u"variables"_s)).size() > 0;
+            const bool isListed = QFileInfo(u"/srv/codesys/qmz.cfg"_s).size() > 0;
+            const bool isOnItsWay = platformCallTexts().contains(u"Upstart.stop(\"dorlanserver\", false)"_s);
+            kept += isOnItsWay ? u"rebooting"_s : isSaved && isListed ? u"all"_s : isSaved ? u"files"_s : u"none"_s;
+        });
+
+        update();
+    }
+
+    // The boot environment's two files come first, then the list and the whole; the last one is the reboot's.
+    EXPECT_EQ(kept.filter(u"all"_s).size(), 2);
+    EXPECT_EQ(kept.filter(u"rebooting"_s).size(), 1);
+    EXPECT_EQ(kept.last(3), (QStringList{u"all"_s, u"all"_s, u"rebooting"_s}));
 }
 
 TEST_F(CarryOverSaveTest, StoreOfAnEarlierUpdateIsOverwrittenWhereThereIsASource)

@@ -11,6 +11,7 @@
 #include "firmware/NandUpdate.h"
 #include "support/BindMount.h"
 #include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -320,6 +321,33 @@ TEST_F(FirmwareIntakeTest, FirmwareThatIsALinkIsRefused)
     EXPECT_TRUE(fileExists(u"/etc/passwd"_s));
 }
 
+TEST_F(FirmwareIntakeTest, LinkInTheFirmwaresPlaceIsRefusedThoughItLeadsToAGoodOne)
+{
+    putFirmware(firmwareDirectories + u"fwupdate2"_s);
+    ASSERT_TRUE(QDir(directory.path()).rename(u"firmware"_s, u"other"_s));
+    ASSERT_EQ(::symlink("fwupdate2", qPrintable(directory.filePath(u"firmware"_s))), 0);
+    pack();
+
+    takeIn();
+
+    EXPECT_TRUE(accepted.isEmpty());
+    EXPECT_EQ(platformCallTexts(), QStringList({received, atWork, unpacked}) + taken + failed);
+    EXPECT_EQ(directories(), QStringList{u"fwupdate2"_s});
+}
+
+TEST_F(FirmwareIntakeTest, LinkAmongTheFirmwaresIsGoneBeforeAPackageIsUnpacked)
+{
+    const QTemporaryDir outside(u"/srv/outside-XXXXXX"_s);
+    ASSERT_TRUE(QDir().mkpath(firmwareDirectories));
+    ASSERT_TRUE(QFile::link(outside.path(), firmwareDirectories + u"firmware"_s));
+    pack();
+
+    takeIn();
+
+    EXPECT_EQ(QDir(outside.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    EXPECT_EQ(directories(), QStringList{u"fwupdate0"_s});
+}
+
 TEST_F(FirmwareIntakeTest, LinksWithinAFirmwareAreTaken)
 {
     writeFile(directory.filePath(u"firmware/public/docs/index.htm"_s), "<p>");
@@ -331,6 +359,52 @@ TEST_F(FirmwareIntakeTest, LinksWithinAFirmwareAreTaken)
 
     EXPECT_EQ(accepted.size(), 1);
     EXPECT_EQ(readFile(firmwareDirectories + u"fwupdate0/public/index.htm"_s), "<p>");
+}
+
+TEST_F(FirmwareIntakeTest, HiddenLinksAndOddFilesCountAsWell)
+{
+    const QTemporaryDir outside(u"/srv/outside-XXXXXX"_s);
+    const QString old = firmwareDirectories + u"fwupdate3/.sub"_s;
+    ASSERT_TRUE(QDir().mkpath(firmwareDirectories + u"fwupdate3"_s) && QFile::link(outside.path(), old));
+    ASSERT_EQ(QProcess::execute(u"mkfifo"_s, {directory.filePath(u"firmware/.odd"_s)}), 0);
+    pack();
+
+    takeIn();
+
+    EXPECT_FALSE(QFileInfo(old).isSymLink());
+    EXPECT_TRUE(accepted.isEmpty());
+    EXPECT_EQ(platformCallTexts(), QStringList({received, atWork, unpacked}) + taken + failed);
+}
+
+TEST_F(FirmwareIntakeTest, SlowToolsAreWaitedFor)
+{
+    FakeTools tools;
+    for (const char *tool : {"rm", "mv", "md5sum"})
+        tools.add(QString::fromLatin1(tool),
+                  QByteArray("sleep 0.2; exec /bin/env PATH=/usr/bin ") + tool + " \"$@\"\n");
+    writeFile(directory.filePath(u"stranger"_s), "x");
+    ASSERT_EQ(
+        QProcess::execute(u"tar"_s, {u"-C"_s, directory.path(), u"-czf"_s, package, u"firmware"_s, u"stranger"_s}), 0);
+    const Impatience impatience;
+
+    takeIn();
+
+    EXPECT_EQ(accepted.size(), 1);
+    EXPECT_EQ(directories(), QStringList{u"fwupdate0"_s});
+    EXPECT_EQ(readFile(firmwareDirectories + u"fwupdate0/root.ubi"_s), "image\n");
+}
+
+TEST_F(FirmwareIntakeTest, RefusedFirmwareIsRemovedHoweverLongItTakes)
+{
+    FakeTools tools;
+    tools.add(u"rm"_s, "sleep 0.3; exec /bin/rm \"$@\"\n");
+    setControl("VERSION=4.3\n");
+    pack();
+    const Impatience impatience;
+
+    takeIn();
+
+    EXPECT_EQ(directories(), QStringList());
 }
 
 TEST_F(FirmwareIntakeTest, MissingTarIsAFailure)

@@ -2,6 +2,8 @@
 
 #include "FirmwareOnDisk.h"
 
+#include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -92,6 +94,30 @@ TEST_F(FwUpdateWorkerTest, LeftoverOfAnIntakeIsRemoved)
     EXPECT_TRUE(found.isEmpty());
     EXPECT_FALSE(QDir(firmwareDirectories + u"firmware"_s).exists());
     EXPECT_EQ(doneWith(), 0);
+}
+
+TEST_F(FwUpdateWorkerTest, HiddenDirectoryIsNoFirmware)
+{
+    put(u".fwupdate5"_s);
+    put(u".firmware"_s);
+
+    worker.doWork();
+
+    EXPECT_TRUE(found.isEmpty());
+    EXPECT_TRUE(QDir(firmwareDirectories + u".firmware"_s).exists());
+    EXPECT_EQ(doneWith(), 0);
+}
+
+TEST_F(FwUpdateWorkerTest, LeftoverIsRemovedHoweverLongItTakes)
+{
+    put(u"firmware"_s);
+    FakeTools tools;
+    tools.add(u"rm"_s, "sleep 0.3; exec /bin/rm \"$@\"\n");
+    const Impatience impatience;
+
+    worker.doWork();
+
+    EXPECT_FALSE(QDir(firmwareDirectories + u"firmware"_s).exists());
 }
 
 TEST_F(FwUpdateWorkerTest, SumsAreNotTested)

@@ -53,6 +53,17 @@ TEST_F(NandUpdateTest, JsonHasItsFieldsInOrderAndIsNotEscaped)
                                 "\"minUpdaterVer\":,\"date\":\"\",\"releasename\":\"a\\b\"}"_s);
 }
 
+TEST_F(NandUpdateTest, EachFactHasAMethodOfItsOwn)
+{
+    add(u"fwupdate7"_s);
+    QVariantList facts;
+
+    for (const char *method : {"version", "releasename", "svnversion", "minUpdaterVer", "date", "getIndex"})
+        facts += client.value(u"/loader/fwupdate7"_s, u"local.NandUpdate"_s, QString::fromLatin1(method));
+
+    EXPECT_EQ(facts, (QVariantList{u"4.3"_s, u"Harvest"_s, u"12000"_s, u"3"_s, u"2026-11-21"_s, 7}));
+}
+
 TEST_F(NandUpdateTest, StartUpdateTellsItsName)
 {
     NandUpdate record(u"/srv/fwupdate/fwupdate3"_s, {}, {}, {}, {}, {}, nullptr);

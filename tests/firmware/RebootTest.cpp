@@ -5,6 +5,7 @@
 #include "support/FakeTools.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
 #include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
@@ -48,6 +49,24 @@ TEST_F(RebootTest, StopsTellsAndShutsDownInOrder)
     EXPECT_EQ(markerThen, (QList<bool>{true, false})) << "it goes between the job's stop and the event";
     EXPECT_EQ(toolsThen, QStringList()) << "it shut down before the event was raised";
     EXPECT_EQ(tools.calls(), QStringList{u"shutdown -r now"_s});
+}
+
+TEST_F(RebootTest, EverythingIsSyncedWhenTheMarkerHasGoneAndBeforeTheEvent)
+{
+    writeFile(u"/new_firmware"_s, "");
+    QList<bool> markers;
+    QList<QStringList> calls;
+    {
+        const LookAtSyncs look([&] {
+            markers += fileExists(u"/new_firmware"_s);
+            calls += platformCallTexts();
+        });
+
+        rebootDevice();
+    }
+
+    EXPECT_EQ(markers, QList<bool>{false});
+    EXPECT_EQ(calls, QList<QStringList>{story.first(1)});
 }
 
 TEST_F(RebootTest, SavesThePortsSettingsFirst)
