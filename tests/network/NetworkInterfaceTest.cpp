@@ -7,6 +7,8 @@
 
 #include "fake/FakePlatform.h"
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
+#include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
 
@@ -163,6 +165,24 @@ TEST_F(NetworkInterfaceTest, EachSaveIsAppliedAndSignalledOnce)
     EXPECT_TRUE(QTest::qWaitFor([&] { return saved.count() == 2; }, 20000));
     EXPECT_EQ(platformCallTexts().count(u"Upstart.stop(\"avahi_2dautoip\", false)"_s), 2);
     EXPECT_FALSE(QTest::qWaitFor([&] { return saved.count() > 2; }, 2000)) << "a timer has fired twice";
+}
+
+TEST_F(NetworkInterfaceTest, SavedFileIsSyncedWholeBeforeTheAddressIsTold)
+{
+    QByteArrayList files;
+    QList<QStringList> calls;
+    {
+        const LookAtSyncs look([&] {
+            files += readFile(u"/etc/network/interfaces"_s);
+            calls += platformCallTexts();
+        });
+
+        ASSERT_TRUE(network.saveChanges());
+    }
+
+    ASSERT_EQ(files.size(), 1);
+    EXPECT_TRUE(files.first().endsWith("pre-up /etc/network/can-pre-up\n")) << files.first().toStdString();
+    EXPECT_EQ(calls, QList<QStringList>{{u"Upstart.stop(\"nmbd\", false)"_s}});
 }
 
 TEST_F(NetworkInterfaceTest, HostNameHasAShortCut)
