@@ -5,6 +5,7 @@
 #include "fake/FakePlatform.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+#include "support/Syncs.h"
 #include "support/TestFiles.h"
 
 #include <gmock/gmock.h>
@@ -202,6 +203,54 @@ TEST_F(UploadsTest, DeletesEveryCertificateAndCounts)
     EXPECT_EQ(stored(), QStringList({u"c.txt"_s, u"d.pdf.old"_s, u"directory.pdf"_s, u"pdf"_s}));
     EXPECT_EQ(messages.texts(), QStringList{u"delete all certificates"_s});
     EXPECT_EQ(deleteAllCertificates(), 0);
+}
+
+TEST_F(UploadsTest, LicenceIsSyncedOnceItIsThere)
+{
+    QByteArrayList licences;
+    {
+        const LookAtSyncs look([&] { licences += readFile(plcFiles + u"/codesys.lic"_s); });
+
+        upload("licence", u"codesys.lic"_s);
+    }
+
+    EXPECT_EQ(licences, QByteArrayList{"licence"});
+}
+
+TEST_F(UploadsTest, CertificateIsSyncedOnceTheUploadHasGone)
+{
+    QList<QStringList> there;
+    {
+        const LookAtSyncs look([&] { there += stored() + QStringList(fileExists(temporary) ? u"upload"_s : u""_s); });
+
+        upload("%PDF-1", u"report.pdf"_s);
+    }
+
+    EXPECT_EQ(there, (QList<QStringList>{{u"report.pdf"_s, u""_s}}));
+}
+
+TEST_F(UploadsTest, DeletionIsSyncedWhenThereWasSomethingToDelete)
+{
+    for (const QString &name : {u"a.pdf"_s, u"b.pdf"_s})
+        writeFile(certificate(name), "x");
+    QList<QStringList> there;
+    {
+        const LookAtSyncs look([&] { there += stored(); });
+
+        EXPECT_EQ(deleteAllCertificates(), 2);
+        EXPECT_EQ(deleteAllCertificates(), 0);
+    }
+
+    EXPECT_EQ(there, QList<QStringList>{QStringList()});
+}
+
+TEST_F(UploadsTest, HiddenCertificateIsNotDeleted)
+{
+    writeFile(certificate(u".a.pdf"_s), "x");
+
+    EXPECT_EQ(deleteAllCertificates(), 0);
+
+    EXPECT_EQ(stored(), QStringList{u".a.pdf"_s});
 }
 
 TEST_F(UploadsTest, DeletingDoesNotMakeTheDirectory)

@@ -6,6 +6,7 @@
 #include "bootenv/OwnerOnBus.h"
 #include "fake/FakePlatform.h"
 
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -138,6 +139,14 @@ TEST_F(WebPasswordResetTest, GpgHasNothingToRead)
     tools.add(u"gpg"_s, "cat; exit 2\n");
 
     expectRefused(u"pwResetVerifyFailed"_s, u"-"_s);
+}
+
+TEST_F(WebPasswordResetTest, GpgIsWaitedForHoweverLongItTakes)
+{
+    tools.add(u"gpg"_s, "sleep 0.3\n");
+    const Impatience impatience;
+
+    EXPECT_TRUE(reset());
 }
 
 TEST_F(WebPasswordResetTest, NameIsNoOption)
