@@ -3,6 +3,7 @@
 #include "plc/PlcBackup.h"
 
 #include "plc/PlcTest.h"
+#include "support/BindMount.h"
 #include "support/Messages.h"
 
 #include <QProcess>
@@ -43,6 +44,17 @@ protected:
         EXPECT_FALSE(fileExists(path(u"qmz.cfg"_s)));
     }
 };
+
+TEST_F(PlcBackupTest, FailsWithoutAUniqueNameForTheArchive)
+{
+    const QTemporaryDir temporary;
+    ASSERT_EQ(::mkfifo(qPrintable(temporary.filePath(u"uuid"_s)), 0600), 0);
+    const BindMount noName(temporary.filePath(u"uuid"_s), u"/proc/sys/kernel/random/uuid"_s);
+    const FakePlcRuntime runtime({u"One"_s});
+    const Messages messages;
+
+    expectFailure();
+}
 
 TEST_F(PlcBackupTest, HoldsWhatTheMapAndTheRuntimeNameAndTheListFile)
 {

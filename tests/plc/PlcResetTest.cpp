@@ -53,6 +53,16 @@ TEST_F(PlcResetTest, FilesGoWithAnEventEachAndThenTheRuntimeRestarts)
     EXPECT_EQ(calls.sliced(3), (QStringList{stopCall, startCall}));
 }
 
+TEST_F(PlcResetTest, HiddenFilesStay)
+{
+    writeFile(plcDirectory + u".A.app"_s, "x");
+
+    EXPECT_TRUE(resetCodesys());
+
+    EXPECT_TRUE(fileExists(plcDirectory + u".A.app"_s));
+    EXPECT_EQ(platformCallTexts(), (QStringList{stopCall, startCall}));
+}
+
 TEST_F(PlcResetTest, EventComesBeforeTheRemoval)
 {
     writeFile(plcDirectory + u"A.app"_s, "x");

@@ -3,6 +3,7 @@
 #include "plc/PlcBackup.h"
 
 #include "plc/PlcTest.h"
+#include "support/Syncs.h"
 
 #include <QProcess>
 
@@ -289,6 +290,25 @@ TEST_F(PlcRestoreTest, NameOfStandardInputIsAFile)
     EXPECT_TRUE(restoreCodesysFromTarball(u"-"_s));
 
     EXPECT_EQ(tools.calls(), QStringList{u"tar -C /srv/codesys -xzf ./-"_s});
+}
+
+TEST_F(PlcRestoreTest, EnteredApplicationsAreSyncedBeforeTheRuntimeStarts)
+{
+    QByteArrayList configurations;
+    QList<QStringList> calls;
+    const QString archive = packList("35\nOne\n");
+    {
+        const LookAtSyncs look([&] {
+            configurations += readFile(configuration);
+            calls += platformCallTexts();
+        });
+
+        EXPECT_TRUE(restoreCodesysFromTarball(archive));
+    }
+
+    ASSERT_FALSE(configurations.isEmpty());
+    EXPECT_EQ(configurations.last(), "[CmpApp]\nApplication.1=One\nx=y\n");
+    EXPECT_EQ(calls.last(), QStringList{stopCall});
 }
 
 } // namespace
