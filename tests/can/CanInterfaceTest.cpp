@@ -2,8 +2,11 @@
 
 #include "can/CanFixture.h"
 
+#include "support/Impatience.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
+
+#include <QTemporaryDir>
 
 #include <limits>
 
@@ -107,6 +110,20 @@ INSTANTIATE_TEST_SUITE_P(Numbers, CanInterfaceNumberTest,
                                          StoredNumber{"GreatestUint", "4294967295", 0, 4294967295U},
                                          StoredNumber{"TooGreat", "4294967296", 0, 0}),
                          [](const auto &row) { return std::string(row.param.name); });
+
+TEST_F(CanInterfaceTest, PortIsRestartedHoweverLongItTakes)
+{
+    start();
+    const QTemporaryDir directory;
+    const QByteArray done = QFile::encodeName(directory.filePath(u"done"_s));
+    for (const char *tool : {"ifdown", "ifconfig", "ifup"})
+        tools.addAt(u"/sbin/"_s + QString::fromLatin1(tool), QByteArray("sleep 0.2; echo ") + tool + " >>" + done);
+    const Impatience impatience;
+
+    can->setBaudrate(500000);
+
+    EXPECT_EQ(readFile(directory.filePath(u"done"_s)), "ifdown\nifconfig\nifup\n");
+}
 
 TEST_F(CanInterfaceTest, FileThatCannotBeReadCountsAsAFirstStart)
 {

@@ -4,6 +4,7 @@
 
 #include "support/BindMount.h"
 #include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 #include "support/TestFiles.h"
 
@@ -101,6 +102,21 @@ TEST_F(SystemtimeToolsTest, TransferIsWaitedFor)
 
     EXPECT_EQ(readFile(directory.filePath(u"done"_s)), "done\ndone\n");
     EXPECT_EQ(tools.calls(), (QStringList{u"hwclock -w -u"_s, u"hwclock -s -u"_s}));
+}
+
+TEST_F(SystemtimeToolsTest, EveryToolIsWaitedForHoweverLongItTakes)
+{
+    tools.addAt(u"/sbin/hwclock"_s,
+                "sleep 0.3; echo done | tee -a " + QFile::encodeName(directory.filePath(u"done"_s)));
+    tools.addAt(u"/bin/date"_s, "sleep 0.3; echo late");
+    const Impatience impatience;
+
+    time.systemTimeToHwClock();
+    time.hwClockToSystemTime();
+
+    EXPECT_EQ(readFile(directory.filePath(u"done"_s)), "done\ndone\n");
+    EXPECT_EQ(time.getHwTimeAsText(), u"done\n"_s);
+    EXPECT_EQ(time.getSytemTimeAsText(), u"late\n"_s);
 }
 
 TEST_F(SystemtimeToolsTest, TransferThatPrintsMoreThanAPipeHoldsEnds)
