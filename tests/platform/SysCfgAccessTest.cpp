@@ -1,5 +1,7 @@
 #include "LoggedCalls.h"
 
+#include "support/BindMount.h"
+#include "support/Messages.h"
 #include <qmz/SysCfgAccess.h>
 
 #include <QElapsedTimer>
@@ -68,6 +70,22 @@ TEST_F(SysCfgAccessTest, BlinksAtOnceAndIsDarkAfterTheGivenTime)
     EXPECT_GT(readFile(ledDir + u"delay_on"_s).toInt(), 0);
     EXPECT_GT(readFile(ledDir + u"delay_off"_s).toInt(), 0);
     EXPECT_TRUE(waitUntil([] { return trigger() == "none"; }));
+}
+
+TEST_F(SysCfgAccessTest, LedThatRefusesIsIgnored)
+{
+    makeLed();
+    removeAll(ledDir + u"delay_off"_s);
+    const Messages messages;
+    {
+        const BindMount full(u"/dev/full"_s, ledDir + u"trigger"_s);
+
+        SysCfgAccess::getInstance()->startLedEffect(60, 5);
+    }
+
+    EXPECT_EQ(loggedCalls(), QStringList{u"SysCfgAccess.startLedEffect[60,5]"_s});
+    EXPECT_EQ(messages.texts(), QStringList{u"signal LED: the kernel refused timer as trigger, ignoring"_s});
+    EXPECT_GT(readFile(ledDir + u"delay_on"_s).toInt(), 0);
 }
 
 TEST_F(SysCfgAccessTest, EveryEffectBlinksInItsOwnTime)
