@@ -110,6 +110,7 @@ def spawn(
         "machine": machine,
     }
     read_only = [path for path in (PROJECT, install) if os.path.isdir(path)]
+    counted = [os.environ["GCOV_PREFIX"]] if "GCOV_PREFIX" in os.environ else []
     environment = {
         **BASE_ENVIRONMENT,
         "DEVICE_STATE": state or "",
@@ -118,7 +119,7 @@ def spawn(
         "DEVICE_PROJECT": PROJECT,
         "DEVICE_HOST_NAMESPACES": " ".join(machine),
         "DEVICE_READ_ONLY": "\n".join(read_only),
-        "DEVICE_WRITABLE": "\n".join(writable),
+        "DEVICE_WRITABLE": "\n".join([*writable, *counted]),
     }
     boot = [*UNSHARE, "--", os.path.join(PROJECT, "device/boot"), json.dumps(options)]
     passed = [fd for fd in (*keep, ready) if fd is not None]

@@ -99,13 +99,22 @@ def device_class():
 
 
 @contextlib.contextmanager
+def ended(device):
+    """Sees to the end of a device. The daemon of a coverage build writes its counts when it is told to end."""
+    try:
+        yield device
+    finally:
+        if "GCOV_PREFIX" in os.environ and device.running:
+            with contextlib.suppress(simdevice.DeviceError):  # it is just booting
+                device.stop_daemon()
+        device.power_cut()
+
+
+@contextlib.contextmanager
 def kept_apart(node, device):
     """Lets one test alone have a device, which ends with it."""
-    try:
-        with watched(device, node):
-            yield device
-    finally:
-        device.power_cut()
+    with ended(device), watched(device, node):
+        yield device
 
 
 @pytest.fixture
@@ -132,7 +141,8 @@ def own_device(new_device):
 
 @pytest.fixture(scope="module")
 def module_device(tmp_path_factory):
-    with simdevice.SimulatedDevice(tmp_path_factory.mktemp("device") / "state", STAGE) as device:
+    with ended(simdevice.SimulatedDevice(tmp_path_factory.mktemp("device") / "state", STAGE)) as device:
+        device.start()
         yield device
 
 
