@@ -172,6 +172,31 @@ TEST_F(ChildProcessTest, DamagedToolFailsAndLeavesNoDescriptorBehind)
     EXPECT_EQ(open(), before);
 }
 
+TEST_F(ChildProcessTest, MoreThanAProgramCanBeHandedIsAFailureThatLeavesNoDescriptorBehind)
+{
+    const auto open = [] { return QDir(u"/proc/self/fd"_s).count(); };
+    const Messages messages;
+    tools.add(u"tool"_s);
+    const QStringList oneTooLong{QString(131072, u'x')};
+    const QStringList tooMany(1'000'000, u"x"_s);
+    const auto before = open();
+
+    for (const QStringList &arguments : {oneTooLong, tooMany}) {
+        EXPECT_EQ(runTool(process, u"tool"_s, arguments), ToolEnd::Failed);
+        EXPECT_EQ(messages.texts().last(), u"tool ended with status 126"_s);
+    }
+
+    EXPECT_EQ(open(), before);
+    EXPECT_TRUE(tools.calls().isEmpty());
+}
+
+TEST_F(ChildProcessTest, LongestArgumentIsHandedOver)
+{
+    tools.add(u"tool"_s, "printf %s \"${#1}\"\n");
+
+    EXPECT_EQ(toolOutput(u"tool"_s, {QString(131071, u'x')}), "131071");
+}
+
 TEST_F(ChildProcessTest, WithoutALimitTheToolIsWaitedFor)
 {
     tools.add(u"tool"_s, "sleep 0.3\necho end\n");
