@@ -50,13 +50,13 @@ void checkFirmware(const fs::directory_entry &firmware)
         require(isHarmlessEntry(entry, firmware.path()));
 }
 
-void checkLinks(const fs::directory_entry &firmware)
+void checkEntries(const fs::directory_entry &firmware)
 {
     require(!firmware.is_symlink());
     if (!firmware.is_directory())
         return;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(firmware))
-        require(!entry.is_symlink() || staysBelow(entry.path(), firmware.path()));
+        require(isHarmlessEntry(entry, firmware.path()));
 }
 
 } // namespace
@@ -69,16 +69,18 @@ void checkInput(QByteArrayView input)
 {
     const fs::path place = QFile::encodeName(qmz::NodekeepGlobals::UPDATE_PATH).toStdString();
     fs::create_directory(place);
+    PackageGuard guard;
+    guard.beforeUnpacking();
     makeFileTree(qmz::NodekeepGlobals::UPDATE_PATH, input);
 
     for (const fs::directory_entry &firmware : fs::directory_iterator(place))
         checkFirmware(firmware);
-    removeLinksLeadingOut();
+    PackageGuard().beforeUnpacking();
     for (const fs::directory_entry &firmware : fs::directory_iterator(place))
-        checkLinks(firmware);
-    removeStrangers({});
-    for (const QByteArray &name : firmwareEntries())
-        require(name == "firmware");
+        checkEntries(firmware);
+    guard.afterUnpacking({});
+    for (const fs::directory_entry &firmware : fs::directory_iterator(place))
+        require(firmware.path().filename() == "firmware");
 
     fs::remove_all(place);
 }

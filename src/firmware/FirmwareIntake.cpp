@@ -96,8 +96,7 @@ void FirmwareIntake::takeIn(const QString &fname, const QString &rname)
 
     // tar complains by itself about a directory that could not be made.
     static_cast<void>(ensureDirectory(NodekeepGlobals::UPDATE_PATH));
-    removeLinksLeadingOut();
-    entriesBefore = firmwareEntries();
+    guard.beforeUnpacking();
     qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
     startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FirmwareIntake::tarFinished);
 }
@@ -130,12 +129,11 @@ void FirmwareIntake::tarFinished(int status)
 {
     showEffect(60, 5);
     QFile::remove(uploadedFile);
+
     auto *const tar = qobject_cast<QProcess *>(sender());
     if (!tar)
         return;
-    for (const QString &name : records.names())
-        entriesBefore.append(QFile::encodeName(name));
-    removeStrangers(entriesBefore);
+    guard.afterUnpacking(records.names());
     if (status != 0 || tar->exitStatus() == QProcess::CrashExit) {
         qWarning("firmware package can't be unpacked: tar ended with %d", status);
         signalFirmwareFailure();
@@ -155,8 +153,8 @@ void FirmwareIntake::tarFinished(int status)
 
 void FirmwareIntake::takeFirmware(QDir firmware)
 {
-    const FirmwareControl control = readFirmwareControl(QDir(firmware.canonicalPath()));
-    if (!isAcceptable(firmware, control)) {
+    const std::optional<FirmwareControl> control = acceptableControl(firmware);
+    if (!control) {
         signalFirmwareFailure();
         removeDirectory(firmware);
         return;
@@ -168,18 +166,22 @@ void FirmwareIntake::takeFirmware(QDir firmware)
     QProcess move;
     runTool(move, u"mv"_s, {unpacked, firmware.absoluteFilePath(name)}, noLimitMs);
 
-    Q_EMIT accepted(records.addNandUpdate(name, control));
+    Q_EMIT accepted(records.addNandUpdate(name, *control));
 }
 
-bool FirmwareIntake::isAcceptable(const QDir &firmware, const FirmwareControl &control)
+std::optional<FirmwareControl> FirmwareIntake::acceptableControl(const QDir &firmware)
 {
+    // Before anything in it is read: that may be a link to what has no end.
+    if (!isHarmless(firmware))
+        return std::nullopt;
+    FirmwareControl control = readFirmwareControl(firmware);
     if (!suitsDevice(control, environment.minFwVersion()))
-        return false;
+        return std::nullopt;
     if (!checkMd5(firmware, u"linuximage"_s))
-        return false;
+        return std::nullopt;
     reportStage(SystemEvent::KernelVerified);
     if (!checkMd5(firmware, u"root.ubi"_s))
-        return false;
+        return std::nullopt;
     reportStage(SystemEvent::RootImageVerified);
-    return isHarmless(firmware);
+    return control;
 }

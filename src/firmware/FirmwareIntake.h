@@ -1,9 +1,12 @@
 #pragma once
 
-#include <QByteArrayList>
+#include "firmware/PackageGuard.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 class BootEnvironment;
 class FirmwareRecords;
@@ -46,10 +49,10 @@ public Q_SLOTS:
 private:
     void startTool(const QString &program, const QStringList &arguments, void (FirmwareIntake::*finished)(int));
     void takeFirmware(QDir firmware);
-    bool isAcceptable(const QDir &firmware, const FirmwareControl &control);
+    std::optional<FirmwareControl> acceptableControl(const QDir &firmware);
 
     BootEnvironment &environment;
     FirmwareRecords &records;
-    QString uploadedFile;         // the package being unpacked
-    QByteArrayList entriesBefore; // what stood on the partition before it
+    PackageGuard guard;
+    QString uploadedFile; // the package being unpacked
 };

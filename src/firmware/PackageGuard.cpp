@@ -3,18 +3,18 @@
 #include <qmz/NodekeepGlobals.h>
 
 #include <QFile>
-#include <QList>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <climits>
 
-#include <algorithm>
 #include <array>
+#include <functional>
 #include <memory>
+#include <vector>
 
 using qmz::NodekeepGlobals;
 
@@ -26,32 +26,18 @@ struct CloseDirectory
 };
 using Directory = std::unique_ptr<DIR, CloseDirectory>; // null: there is none that can be read
 
-struct Entry
-{
-    QByteArray path; // from the directory in which it was looked for, which is "."
-    mode_t mode;
-};
+/** What is done with an entry of a directory; false ends the visit of all others. */
+using Visit = std::function<bool(int directory, const QByteArray &name, const struct stat &status)>;
 
-struct Tree
+/** @return none when there is a link in its place */
+Directory openDirectory(int parent, const QByteArray &name)
 {
-    QList<Entry> entries; // each behind the directory that holds it
-    bool isWhole = true;
-};
+    return Directory(::fdopendir(::openat(parent, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+}
 
 Directory firmwareDirectories()
 {
-    return Directory(::opendir(QFile::encodeName(NodekeepGlobals::UPDATE_PATH).constData()));
-}
-
-/** @param path from `parent`; no directory when it is a link */
-Directory openDirectory(int parent, const QByteArray &path)
-{
-    return Directory(::fdopendir(::openat(parent, path.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
-}
-
-int descriptor(const Directory &directory)
-{
-    return ::dirfd(directory.get());
+    return openDirectory(AT_FDCWD, QFile::encodeName(NodekeepGlobals::UPDATE_PATH) + "/.");
 }
 
 QByteArrayList namesIn(const Directory &directory)
@@ -65,110 +51,147 @@ QByteArrayList namesIn(const Directory &directory)
     return names;
 }
 
-/** The type and rights of an entry, of a link its own; 0 when there is nothing. */
-mode_t modeOf(const Directory &directory, const QByteArray &path)
+/** About an entry itself, be it a link; of mode 0 when it can't be looked at. */
+struct stat statusOf(int directory, const QByteArray &name)
 {
-    struct stat status
+    struct stat status = {};
+    ::fstatat(directory, name.constData(), &status, AT_SYMLINK_NOFOLLOW);
+    return status;
+}
+
+/** The way through all that a directory holds, at any depth: each directory is visited behind what is in it, and one
+ *  alone is open at a time. */
+class Walk
+{
+public:
+    Walk(Directory top, Visit visitor) : here(std::move(top)), visit(std::move(visitor)) {}
+
+    /** @return false when a visit did, or something could not be looked at */
+    bool go()
     {
-    };
-    ::fstatat(descriptor(directory), path.constData(), &status, AT_SYMLINK_NOFOLLOW);
-    return status.st_mode;
-}
-
-/** All that a directory holds, at any depth: one level is open at a time. */
-Tree treeBelow(const Directory &top)
-{
-    Tree tree;
-    QByteArrayList waiting{"."};
-    while (!waiting.isEmpty()) {
-        const QByteArray path = waiting.takeLast();
-        const Directory directory = openDirectory(descriptor(top), path);
-        tree.isWhole = tree.isWhole && directory;
-        for (const QByteArray &name : namesIn(directory)) {
-            const Entry entry{path + '/' + name, modeOf(directory, name)};
-            tree.entries.append(entry);
-            if (S_ISDIR(entry.mode))
-                waiting.append(entry.path);
+        bool isWhole = true;
+        bool goesOn = here && visitFiles();
+        while (goesOn) {
+            if (Directory next = waiting.back().isEmpty() ? nullptr : openDirectory(place(), waiting.back().last())) {
+                here = std::move(next);
+                goesOn = visitFiles();
+                continue;
+            }
+            if (waiting.back().isEmpty()) { // all of it was seen
+                waiting.pop_back();
+                if (waiting.empty())
+                    return isWhole;
+                here = openDirectory(place(), "..");
+            } else {
+                isWhole = false;
+            }
+            const QByteArray name = waiting.back().takeLast();
+            goesOn = here && visit(place(), name, statusOf(place(), name));
         }
-    }
-    return tree;
-}
-
-/** Where a link leads, as it is written in it. */
-QByteArray linkText(const Directory &directory, const QByteArray &path)
-{
-    std::array<char, PATH_MAX> text{};
-    const ssize_t length = ::readlinkat(descriptor(directory), path.constData(), text.data(), text.size());
-    return {text.data(), length > 0 ? length : 0};
-}
-
-/** Whether a link surely leads to a place below a directory, itself as many levels below. Steps up count in front
- *  alone: behind a name, which may be a link too, nobody knows from where they start. */
-bool leadsBelow(const QByteArray &text, qsizetype level)
-{
-    if (text.isEmpty() || text.startsWith('/'))
         return false;
-    const QByteArrayList steps = text.split('/');
-    const qsizetype stepsUp = steps.lastIndexOf("..") + 1;
-    return stepsUp <= level && steps.first(stepsUp).count("..") == stepsUp;
-}
-
-bool isPlain(const Directory &top, const Entry &entry)
-{
-    if (S_ISLNK(entry.mode))
-        return leadsBelow(linkText(top, entry.path), entry.path.count('/') - 1);
-    return S_ISDIR(entry.mode) || (S_ISREG(entry.mode) && (entry.mode & (S_ISUID | S_ISGID)) == 0);
-}
-
-/** Not by a tool, which would have to be told names that no QString holds. */
-void removeWhole(const Directory &parent, const QByteArray &name)
-{
-    if (const Directory top = openDirectory(descriptor(parent), name)) {
-        const QList<Entry> entries = treeBelow(top).entries;
-        std::for_each(entries.rbegin(), entries.rend(), [&](const Entry &entry) {
-            ::unlinkat(descriptor(top), entry.path.constData(), S_ISDIR(entry.mode) ? AT_REMOVEDIR : 0);
-        });
     }
-    ::unlinkat(descriptor(parent), name.constData(), S_ISDIR(modeOf(parent, name)) ? AT_REMOVEDIR : 0);
+
+private:
+    int place() const { return ::dirfd(here.get()); }
+
+    bool visitFiles()
+    {
+        waiting.emplace_back();
+        for (const QByteArray &name : namesIn(here)) {
+            const struct stat status = statusOf(place(), name);
+            if (S_ISDIR(status.st_mode))
+                waiting.back().append(name);
+            else if (!visit(place(), name, status))
+                return false;
+        }
+        return true;
+    }
+
+    Directory here;
+    Visit visit;
+    std::vector<QByteArrayList> waiting; // directories by level; we are in the last one of each but the deepest
+};
+
+/** Whether a link surely leads below the directory it stands in. With a step up nobody knows: behind a name that may be
+ *  a link too, or once the link has been given a second name elsewhere. */
+bool leadsDown(int directory, const QByteArray &link)
+{
+    std::array<char, PATH_MAX> buffer{};
+    const ssize_t length = ::readlinkat(directory, link.constData(), buffer.data(), buffer.size());
+    const QByteArray text(buffer.data(), length > 0 ? length : 0);
+    return !text.isEmpty() && !text.startsWith('/') && !text.split('/').contains("..");
+}
+
+/** Whether a firmware may hold such an entry. */
+bool isPlain(int directory, const QByteArray &name, const struct stat &status)
+{
+    if (S_ISLNK(status.st_mode))
+        return leadsDown(directory, name);
+    return S_ISDIR(status.st_mode) || (S_ISREG(status.st_mode) && (status.st_mode & (S_ISUID | S_ISGID)) == 0);
+}
+
+bool removeEntry(int directory, const QByteArray &name, const struct stat &status)
+{
+    ::unlinkat(directory, name.constData(), S_ISDIR(status.st_mode) ? AT_REMOVEDIR : 0);
+    return true;
+}
+
+bool removeUnlessPlain(int directory, const QByteArray &name, const struct stat &status)
+{
+    const bool isSeen = status.st_mode != 0;
+    return !isSeen || isPlain(directory, name, status) || removeEntry(directory, name, status);
 }
 
 } // namespace
 
-void removeLinksLeadingOut()
+void PackageGuard::beforeUnpacking()
 {
     const Directory place = firmwareDirectories();
+    if (!place)
+        return;
+    const int descriptor = ::dirfd(place.get());
     for (const QByteArray &name : namesIn(place)) {
-        if (S_ISLNK(modeOf(place, name)))
-            ::unlinkat(descriptor(place), name.constData(), 0);
-        const Directory top = openDirectory(descriptor(place), name);
-        if (!top)
+        if (const struct stat status = statusOf(descriptor, name); S_ISLNK(status.st_mode))
+            removeEntry(descriptor, name, status);
+        Walk(openDirectory(descriptor, name), removeUnlessPlain).go();
+    }
+    namesBefore = namesIn(firmwareDirectories());
+    ::fstat(descriptor, &placeBefore);
+}
+
+void PackageGuard::afterUnpacking(const QStringList &known)
+{
+    const Directory place = firmwareDirectories();
+    if (!place)
+        return;
+    for (const QString &name : known)
+        namesBefore.append(QFile::encodeName(name));
+    const int descriptor = ::dirfd(place.get());
+    for (const QByteArray &name : namesIn(place)) {
+        if (name == QFile::encodeName(NodekeepGlobals::FW_DIRNAME))
             continue;
-        for (const Entry &entry : treeBelow(top).entries) {
-            if (S_ISLNK(entry.mode) && !isPlain(top, entry))
-                ::unlinkat(descriptor(top), entry.path.constData(), 0);
-        }
+        const bool isStranger = !namesBefore.contains(name);
+        Walk(openDirectory(descriptor, name), isStranger ? removeEntry : removeUnlessPlain).go();
+        if (isStranger)
+            removeEntry(descriptor, name, statusOf(descriptor, name));
     }
-}
-
-QByteArrayList firmwareEntries()
-{
-    return namesIn(firmwareDirectories());
-}
-
-void removeStrangers(const QByteArrayList &others)
-{
-    const Directory place = firmwareDirectories();
-    for (const QByteArray &name : namesIn(place)) {
-        if (name != QFile::encodeName(NodekeepGlobals::FW_DIRNAME) && !others.contains(name))
-            removeWhole(place, name);
-    }
+    if (placeBefore.st_mode == 0)
+        return;
+    static_cast<void>(::fchown(descriptor, placeBefore.st_uid, placeBefore.st_gid));
+    ::fchmod(descriptor, placeBefore.st_mode & 07777);
 }
 
 bool isHarmless(const QDir &firmware)
 {
-    const Directory top = openDirectory(AT_FDCWD, QFile::encodeName(firmware.absolutePath()));
-    if (!top)
+    Directory top = openDirectory(AT_FDCWD, QFile::encodeName(firmware.absolutePath()));
+    struct statvfs partition = {};
+    if (!top || ::fstatvfs(::dirfd(top.get()), &partition) != 0)
         return false;
-    const Tree tree = treeBelow(top);
-    return tree.isWhole && std::ranges::all_of(tree.entries, [&](const Entry &entry) { return isPlain(top, entry); });
+    // A file with holes can be larger, and would be read for hours.
+    const quint64 capacity = quint64{partition.f_blocks} * partition.f_frsize;
+    return Walk(std::move(top),
+                [capacity](int directory, const QByteArray &name, const struct stat &status) {
+                    return isPlain(directory, name, status) && static_cast<quint64>(status.st_size) <= capacity;
+                })
+        .go();
 }

@@ -2,23 +2,31 @@
 
 #include <QByteArrayList>
 #include <QDir>
+#include <QStringList>
 
-/** @file
- *  What keeps packages in their place, whatever they hold: tar goes on unpacking through a link that an earlier package
- *  has left, and brings whatever else is in the archive. All is about qmz::NodekeepGlobals::UPDATE_PATH.
+#include <sys/stat.h>
+
+/** Keeps packages in their place, whatever they hold: tar goes on unpacking through a link that an earlier package has
+ *  left, and brings whatever else is in the archive. All is about qmz::NodekeepGlobals::UPDATE_PATH.
  *
  *  Names are bytes here, and a tree has any depth: what Qt would pass over is there for tar all the same. */
+class PackageGuard
+{
+public:
+    /** For the time before tar runs: removes what no firmware may hold from all that stand there, and links in their
+     *  place. */
+    void beforeUnpacking();
 
-/** Removes every link there that leads out of its own firmware's directory, or might. For the time before tar runs. */
-void removeLinksLeadingOut();
+    /** For the time after it: removes what the package has brought beside its firmware, or into others and no firmware
+     *  may hold, and gives the place itself its old owner and mode.
+     *  @param known names of firmwares that may have come meanwhile */
+    void afterUnpacking(const QStringList &known);
 
-/** The names that stand there, hidden ones too. */
-[[nodiscard]] QByteArrayList firmwareEntries();
+private:
+    QByteArrayList namesBefore;
+    struct stat placeBefore = {};
+};
 
-/** Removes what a package has brought beside its firmware.
- *  @param others the names that may stand there as well */
-void removeStrangers(const QByteArrayList &others);
-
-/** Whether a firmware is a directory that holds files, directories and links within it alone: no device node or the
- *  like, no file that would run as another user. */
+/** Whether a firmware is a directory that holds nothing but directories, links that surely stay below it, and files
+ *  that run as nobody else and fit on the partition. */
 [[nodiscard]] bool isHarmless(const QDir &firmware);
