@@ -15,7 +15,7 @@ struct FirmwareControl
 };
 
 /** Reads the file "control" of a firmware directory, a variable file with the entries "VERSION", "RELEASENAME",
- *  "SVNVERSION", "MIN_UPDATER_VERSION" and "DATE". */
+ *  "SVNVERSION", "MIN_UPDATER_VERSION" and "DATE". One of more than 8 KiB counts as missing. */
 [[nodiscard]] FirmwareControl readFirmwareControl(const QDir &firmware);
 
 /** Whether a firmware may be taken in, by what it says: it is no older than the device allows and asks for no newer

@@ -25,6 +25,18 @@ TEST(FirmwareControlTest, ValuesAreUnquotedAndThoseThatAreMissingEmpty)
     EXPECT_EQ(control.svnversion, QString());
 }
 
+TEST(FirmwareControlTest, FileOfMoreThanEightKibibytesCountsAsMissing)
+{
+    const QTemporaryDir directory;
+    const QByteArray entry = "MIN_UPDATER_VERSION=3\n#";
+
+    for (const int size : {8192, 8193}) {
+        writeFile(directory.filePath(u"control"_s), entry.leftJustified(size, 'x'));
+
+        EXPECT_EQ(readFirmwareControl(QDir(directory.path())).minUpdaterVer, size == 8192 ? u"3"_s : QString());
+    }
+}
+
 struct Row
 {
     const char *title;
