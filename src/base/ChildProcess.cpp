@@ -106,8 +106,8 @@ ToolEnd runTool(QProcess &process, const QString &program, const QStringList &ar
 
 QByteArray toolOutput(const QString &program, const QStringList &arguments, int timeoutMs)
 {
+    QByteArray output; // outlives the process, which hands over the rest when it goes
     QProcess process;
-    QByteArray output;
     process.setStandardErrorFile(QProcess::nullDevice());
     QObject::connect(&process, &QProcess::readyReadStandardOutput, &process, [&] {
         const QByteArray piece = process.readAllStandardOutput();

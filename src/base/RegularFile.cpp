@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr qint64 pieceBytes = qint64{64} * 1024;
+
 int openFlags(QIODevice::OpenMode mode)
 {
     // O_NONBLOCK keeps the open itself from waiting for the other end of a FIFO; regular files don't mind.
@@ -49,7 +51,13 @@ std::optional<QByteArray> readRegularFile(const QString &path)
     QFile file;
     if (!openRegularFile(file, path, QIODevice::ReadOnly))
         return std::nullopt;
-    const QByteArray content = file.readAll();
+    // In pieces, as what its size tells of a file of the kernel's is nothing.
+    QByteArray content;
+    for (QByteArray piece = file.read(pieceBytes); !piece.isEmpty(); piece = file.read(pieceBytes)) {
+        content += piece;
+        if (content.size() > maxFileBytes)
+            return std::nullopt;
+    }
     if (file.error() != QFileDevice::NoError)
         return std::nullopt;
     return content;

@@ -239,4 +239,9 @@ TEST(RegularFileReadTest, FileThatFailsHalfWayIsNotRead)
     EXPECT_EQ(readValueFile(u"/proc/self/mem"_s), std::nullopt);
 }
 
+TEST(RegularFileReadTest, FileThatHidesItsSizeIsReadNoFurtherThanAnyOther)
+{
+    EXPECT_EQ(readRegularFile(u"/proc/self/pagemap"_s), std::nullopt);
+}
+
 } // namespace
