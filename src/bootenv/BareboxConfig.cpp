@@ -11,9 +11,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/** In characters of names and values: more would not go through the bus in one answer, which ends a connection over
- *  that. */
-constexpr qsizetype maxSize = qsizetype{32} * 1024 * 1024;
+/** A system bus carries 32 MiB in one message, its header included, and cuts off who sends more. */
+constexpr qsizetype maxSize = qsizetype{31} * 1024 * 1024;
+
+/** What a variable takes in an answer of all of them, in bytes: both texts, and at most so much for their lengths, type
+ *  and padding. */
+qsizetype sizeInAnswer(const QString &name, const QString &value)
+{
+    constexpr qsizetype around = 32;
+    return name.toUtf8().size() + value.toUtf8().size() + around;
+}
 
 } // namespace
 
@@ -52,7 +59,7 @@ void BareboxConfig::set(const QString &name, const QString &value)
     const bool isNew = known == variables.constEnd();
     if (!isNew && name.isEmpty())
         return;
-    const qsizetype newSize = size + value.size() + (isNew ? name.size() : -known->size());
+    const qsizetype newSize = size + sizeInAnswer(name, value) - (isNew ? 0 : sizeInAnswer(name, *known));
     if (newSize > maxSize)
         return;
 

@@ -30,8 +30,8 @@ public:
 
 public Q_SLOTS:
     /** Changes a variable in memory. A new one goes behind everything else; a known one keeps its place. The variable
-     *  with the empty name keeps its first value. Nothing changes where names and values would come to more than 32 MiB
-     *  together. */
+     *  with the empty name keeps its first value. Nothing changes where all of them would take more than 31 MiB in an
+     *  answer. */
     void set(const QString &name, const QString &value);
     /** `set`, then `save`. */
     void syncSet(const QString &name, const QString &value);
@@ -58,5 +58,5 @@ private:
     QHash<int, QString> commentLines;
     QHash<int, QString> variableLines;
     int lineCount = 0;  // next free line slot
-    qsizetype size = 0; // of names and values
+    qsizetype size = 0; // in an answer
 };

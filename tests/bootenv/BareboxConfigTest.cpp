@@ -177,9 +177,9 @@ TEST_F(BareboxConfigTest, HoldsNoMoreThanOneAnswerCarries)
 {
     constexpr int mebi = 1024 * 1024;
     const QString megabyte(mebi, u'x');
-    for (int number = 0; number < 31; ++number)
+    for (int number = 0; number < 30; ++number)
         config.set(u"v"_s + QString::number(number), megabyte);
-    EXPECT_EQ(config.variableList().size(), 2 + 31);
+    EXPECT_EQ(config.variableList().size(), 2 + 30);
 
     config.set(u"one too many"_s, megabyte);
     config.set(u"a"_s, megabyte);
@@ -191,6 +191,28 @@ TEST_F(BareboxConfigTest, HoldsNoMoreThanOneAnswerCarries)
     config.set(u"a"_s, megabyte);
 
     EXPECT_EQ(config.get(u"a"_s), megabyte);
+}
+
+TEST_F(BareboxConfigTest, CharactersCountAsTheBusCarriesThem)
+{
+    const QString megabytes(10 * 1024 * 1024, u'\u4e2d');
+    config.set(u"large"_s, megabytes);
+
+    config.set(u"another"_s, megabytes);
+
+    EXPECT_TRUE(config.exists(u"large"_s));
+    EXPECT_FALSE(config.exists(u"another"_s));
+}
+
+TEST_F(BareboxConfigTest, ManySmallVariablesCountWithWhatTheBusPutsAroundThem)
+{
+    config.set(u"large"_s, QString(30 * 1024 * 1024, u'x'));
+
+    for (int number = 0; number < 100'000; ++number)
+        config.set(QString::number(number), {});
+
+    EXPECT_GT(config.variableList().size(), 20'000);
+    EXPECT_LT(config.variableList().size(), 30'000);
 }
 
 } // namespace

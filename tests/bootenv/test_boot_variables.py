@@ -171,3 +171,17 @@ def test_an_environment_of_ten_thousand_lines_keeps_them_all(new_device):
         client.call("/loader", "saveEnv")
 
     assert new_device.flash["config"] == lines.replace("v1=1\n", "v1=one\n")
+
+
+@pytest.mark.parametrize("character", ["x", "\u4e2d"])
+def test_a_store_that_is_full_is_still_told_in_one_answer(loaded, character):
+    part = character * (10_000_000 // len(character.encode()))
+    for number in range(5):
+        loaded.call("/loader/config", "set", f"part{number}", part)
+    for number in range(2000):
+        loaded.send("/loader/config", "set", f"small{number}", part[:1000])
+
+    told = loaded.call("/loader/config", "getAll")
+
+    assert "part2" in told and "part3" not in told
+    assert loaded.call("/loader/config", "get", "ip") == "dhcp"
