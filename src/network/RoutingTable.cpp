@@ -19,7 +19,10 @@ QStringList ethernetGateways(const QByteArray &output)
     static const QRegularExpression blanks(u" +"_s);
 
     QStringList gateways;
-    for (const QByteArray &bytes : output.split('\n')) {
+    // One line at a time: a tool that has gone wild may have printed millions.
+    for (qsizetype begin = 0, end = 0; end >= 0; begin = end + 1) {
+        end = output.indexOf('\n', begin);
+        const QByteArrayView bytes = QByteArrayView(output).sliced(begin, (end < 0 ? output.size() : end) - begin);
         const QString line = QString::fromLatin1(upToNul(bytes));
         if (line.isEmpty() || !line.front().isDigit()) // also passes over the two headings
             continue;
