@@ -47,10 +47,18 @@ def pytest_runtest_makereport(item, call):
             report.sections.append(("the daemon's log", device.daemon_log(start)))
 
 
-def pytest_terminal_summary(terminalreporter):
-    """The table of the power cuts: at which step, which version came up, what was lost."""
+def recorded(terminalreporter, name):
+    """The values that tests have recorded under a name."""
     reports = [report for outcome in ("passed", "failed") for report in terminalreporter.stats.get(outcome, [])]
-    rows = [json.loads(value) for report in reports for name, value in report.user_properties if name == "power cut"]
+    return [value for report in reports for known, value in report.user_properties if known == name]
+
+
+def pytest_terminal_summary(terminalreporter):
+    """The table of the power cuts: at which step, which version came up, what was lost. The number of faults."""
+    faults = sum(recorded(terminalreporter, "faults"))
+    if faults:
+        terminalreporter.section(f"{faults} faults of system calls and tools")
+    rows = [json.loads(value) for value in recorded(terminalreporter, "power cut")]
     if not rows:
         return
     terminalreporter.section("power cuts on the way through an update")
