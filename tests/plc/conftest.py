@@ -1,14 +1,7 @@
 """Devices for the PLC tests."""
 
-import os
-import sys
-
 import pytest
-
-HERE = os.path.dirname(os.path.realpath(__file__))
-sys.path.insert(0, HERE)
-
-from plcdevice import PlcDevice  # noqa: E402
+from plcdevice import PlcDevice
 
 
 @pytest.fixture
