@@ -13,7 +13,7 @@ sys.path[:0] = [os.path.join(PROJECT, "device"), os.path.join(TESTS, "support")]
 
 import busclient  # noqa: E402
 import simdevice  # noqa: E402
-from insidetools import sanitizer_environment  # noqa: E402
+from insidetools import SPARING  # noqa: E402
 
 STAGE = os.environ.get("NODEKEEP_STAGE") or simdevice.DEFAULT_INSTALL
 COMPLAINTS = ("ERROR: AddressSanitizer", "runtime error", "LeakSanitizer", "ThreadSanitizer", "ASSERT")
@@ -179,7 +179,7 @@ def own_client(own_device):
 def sparing_device(new_device):
     """A running device of a test's own whose daemon gives freed memory back at once, under a sanitizer too, so that its
     size tells of leaks alone."""
-    new_device.start(env=sanitizer_environment(ASAN_OPTIONS="quarantine_size_mb=0:thread_local_quarantine_size_kb=0"))
+    new_device.start(env=SPARING)
     return new_device
 
 

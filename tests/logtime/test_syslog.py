@@ -5,8 +5,8 @@ import select
 import subprocess
 
 import pytest
-from busclient import BUS, BusClient
-from insidetools import init_jobs, shell
+from busclient import BusClient
+from insidetools import end_service, init_jobs, shell
 
 FILE = "/etc/syslog.conf"
 HEADING = "#non-standard config file used for syslogd.conf in upstart, do not edit use nodekeep/system/syslog\n"
@@ -124,11 +124,7 @@ def test_a_target_with_a_divider_is_lost_at_the_next_start(own_device, own_clien
 
 def test_without_the_init_system_a_setting_is_written_and_answered(new_device):
     with started_on(new_device, None) as client:
-        ask = (BUS, "/org/freedesktop/DBus", BUS, "GetConnectionUnixProcessID", "s", ("com.ubuntu.Upstart",))
-        shell(new_device, f"kill {client.connection.call_blocking(*ask)}")
-        new_device.wait_for(
-            lambda: not client.connection.name_has_owner("com.ubuntu.Upstart"), what="the init system to be gone"
-        )
+        end_service(new_device, client, "com.ubuntu.Upstart")
 
         client.set(*OBJECT, "log_local", False)
 

@@ -118,9 +118,9 @@ class BusClient:
 
     # The daemon
 
-    def owner_pid(self):
-        """The id inside the device of the process that owns the daemon's name."""
-        ask = (BUS, "/org/freedesktop/DBus", BUS, "GetConnectionUnixProcessID", "s", (SERVICE,))
+    def owner_pid(self, name=SERVICE):
+        """The id inside the device of the process that owns a name, by default the daemon's."""
+        ask = (BUS, "/org/freedesktop/DBus", BUS, "GetConnectionUnixProcessID", "s", (name,))
         return self.connection.call_blocking(*ask)
 
     def wait_owned(self):

@@ -1,5 +1,6 @@
 """Services on a device's bus that a test steers: python-dbusmock templates, and one that answers what it is told."""
 
+import concurrent.futures
 import contextlib
 import functools
 import os
@@ -121,44 +122,59 @@ def plain(value):
 
 
 SILENCE = object()
+DEATH = object()
 
 
 class ScriptedService:
     """Owns a name and answers every call of a method as `answers` tells: (signature, argument...), the name of an
-    error, or SILENCE. A method that is not there gets an error."""
+    error, SILENCE, or DEATH for one who leaves the bus instead. A method that is not there gets an error."""
 
-    def __init__(self, device, name, **answers):
+    def __init__(self, device, name, delay_ms=0, **answers):
         self.name = name
+        self.delay_ms = delay_ms
         self.answers = answers
         self.seen = []  # the methods that were called
-        self.connection = dbus.bus.BusConnection(device.bus_address, mainloop=main_loop())
+        loop = main_loop()
+        self.connection = in_main_loop(lambda: dbus.bus.BusConnection(device.bus_address, mainloop=loop))
         self.connection.add_message_filter(self.handle)
 
     def __enter__(self):
-        self.connection.request_name(self.name)
+        in_main_loop(lambda: self.connection.request_name(self.name))
         return self
 
     def __exit__(self, *exception):
-        self.connection.close()
+        in_main_loop(self.connection.close)
 
     def handle(self, connection, message):
         if not isinstance(message, dbus.lowlevel.MethodCallMessage):
             return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
         self.seen.append(message.get_member())
         answer = self.answers.get(message.get_member(), "org.freedesktop.DBus.Error.UnknownMethod")
-        if isinstance(answer, str):
-            connection.send_message(dbus.lowlevel.ErrorMessage(message, answer, "as told"))
+        if answer is DEATH:
+            connection.close()
+        elif isinstance(answer, str):
+            self.reply(dbus.lowlevel.ErrorMessage(message, answer, "as told"))
         elif answer is not SILENCE:
             signature, *arguments = answer
             reply = dbus.lowlevel.MethodReturnMessage(message)
             reply.append(*arguments, signature=signature)
-            connection.send_message(reply)
+            self.reply(reply)
         return dbus.lowlevel.HANDLER_RESULT_HANDLED
+
+    def reply(self, message):
+        if self.delay_ms:
+            GLib.timeout_add(self.delay_ms, self.send_late, message)
+        else:
+            self.connection.send_message(message)
+
+    def send_late(self, message):
+        self.connection.send_message(message)
+        return GLib.SOURCE_REMOVE
 
     def emit(self, path, interface, name, signature, *arguments):
         signal = dbus.lowlevel.SignalMessage(path, interface, name)
         signal.append(*arguments, signature=signature)
-        self.connection.send_message(signal)
+        in_main_loop(lambda: self.connection.send_message(signal))
 
 
 @functools.cache
@@ -167,3 +183,18 @@ def main_loop():
     dbus.mainloop.glib.threads_init()
     threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
     return dbus.mainloop.glib.DBusGMainLoop()
+
+
+def in_main_loop(do):
+    """The result of what that thread does for us: the bus library aborts when connections change beside it."""
+    done = concurrent.futures.Future()
+
+    def run():
+        try:
+            done.set_result(do())
+        except Exception as error:
+            done.set_exception(error)
+        return GLib.SOURCE_REMOVE
+
+    GLib.idle_add(run)
+    return done.result()
