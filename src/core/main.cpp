@@ -1,4 +1,5 @@
 #include "core/CrashBacktrace.h"
+#include "core/FreedMemory.h"
 #include "core/LostBus.h"
 #include "core/ObjectTree.h"
 
@@ -58,5 +59,6 @@ int main(int argc, char **argv)
     qmz::qmzlog.setSyslogLevelWarning();
 
     const ObjectTree objects;
+    const FreedMemory givenBack;
     return QCoreApplication::exec() != 0 ? 1 : 0;
 }

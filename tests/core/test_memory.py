@@ -1,10 +1,13 @@
 """The daemon's memory stays what it is, however long clients call it."""
 
 import dbus
+import dbus.lowlevel
 from busclient import BusClient
+from footprint import Footprint, assert_back_to
 from insidetools import resident_kib
 
 GROWTH_KIB = 1024
+SANITIZED_KIB = 30 * GROWTH_KIB  # of a sanitizer, which gives nothing back so soon
 
 ROUND = {
     "values": lambda client: client.call("/loader/config", "getAll"),
@@ -59,3 +62,21 @@ def test_large_messages_are_given_back(sparing_device, sparing_client):
     work(50)
 
     assert resident_kib(sparing_device) - before < 20 * GROWTH_KIB
+
+
+def test_what_a_flood_of_messages_took_is_given_back(sparing_device, sparing_client):
+    def flood(messages):
+        for number in range(messages):
+            signal = dbus.lowlevel.SignalMessage("/", "com.ozt.httpdata", "fileUploaded")
+            # Some make it work for longer than a message takes to come in, so that many wait.
+            signal.append("/tmp/missing", "a.txt" if number % 20 else "a.pdf", signature="ss")
+            sparing_client.connection.send_message(signal)
+        sparing_client.call("/system", "getPwDisable", limit=60)
+
+    flood(100)
+    before = Footprint.of(sparing_device)
+
+    flood(10_000)
+
+    # Between the messages lay things that live longer, and keep the pages that they are on.
+    assert_back_to(before, sparing_device, growth_kib=4 * GROWTH_KIB, sanitized_kib=SANITIZED_KIB)
