@@ -129,9 +129,9 @@ class Inspection:
         if told:
             self.tell_udev("remove")
 
-    def tell_udev(self, action, subsystem="bdi", name="ubifs_1_2"):
+    def tell_udev(self, action, subsystem="bdi", name="ubifs_1_2", times=1):
         """Sends the device manager's message about a device, that of the data partition if no other is named."""
-        self.exec(["/usr/lib/nodekeep-device/udev-message", action, subsystem, name], check=True)
+        self.exec(["/usr/lib/nodekeep-device/udev-message", action, subsystem, name, str(times)], check=True)
 
     def emit_started(self):
         """Lets the system configuration manager tell that it has started."""
