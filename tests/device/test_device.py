@@ -196,6 +196,16 @@ def test_an_ordered_reboot_clears_what_is_volatile_and_starts_all_anew(device):
     assert device.exists("/run/simulated-device")
 
 
+def test_the_log_tells_what_the_daemon_ended_with_before_a_boot(device):
+    device.exec(["kill", "-KILL", str(device.daemon_status()["pid"])], check=True)
+    device.wait_for(lambda: not device.daemon_status()["running"], what="the daemon's end")
+
+    device.exec(["shutdown", "-r", "now"], check=True)
+    device.wait_for(lambda: device.boots == 2, what="the second boot")
+
+    assert "the daemon ended with status -9\n" in device.host_log("device.log")
+
+
 def test_the_files_of_a_stopped_device_can_be_read_and_written(make_device):
     device = make_device()
 

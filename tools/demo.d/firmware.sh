@@ -84,7 +84,8 @@ wait_for "both reboots" has_booted_thrice
 command="the boot stage"
 answer=$(tac "$state/log/device.log" | sed 's/^[^ ]* //; /^boot 1$/q' | tac)
 sed 's/^/  boot stage: /' <<<"$answer"
-gives 'boot 1' 'reboot asked for' 'boot 2' 'installing firmware fwupdate0' 'reboot asked for' 'boot 3'
+gives 'boot 1' 'reboot asked for' 'the daemon ended with status -15' 'boot 2' 'installing firmware fwupdate0' \
+    'reboot asked for' 'the daemon ended with status -15' 'boot 3'
 
 step "The device is up on the new version, an ordinary start"
 get_until '*' /system local.System oztversion
