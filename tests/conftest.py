@@ -3,6 +3,7 @@
 import contextlib
 import json
 import os
+import random
 import sys
 
 import pytest
@@ -23,6 +24,7 @@ used_devices = pytest.StashKey[list]()
 
 def pytest_addoption(parser):
     parser.addoption("--long", action="store_true", help="the long form of the tests that have one: takes hours")
+    parser.addoption("--seed", type=int, help="what tests with random values start from, to repeat one that failed")
 
 
 def pytest_configure(config):
@@ -92,6 +94,13 @@ def watched(device, node):
 def long_form(request):
     """Whether a test that could go on for ever is to take its time."""
     return request.config.getoption("long")
+
+
+@pytest.fixture
+def seed(request, long_form):
+    """What random values start from: always the same in the short form, which so tests the same each time."""
+    given = request.config.getoption("seed")
+    return given if given is not None else random.getrandbits(32) if long_form else 1
 
 
 @pytest.fixture(scope="session")

@@ -9,24 +9,8 @@ import dbus.lowlevel
 import dbus.types
 import pytest
 from busclient import PROPERTIES, BusClient
+from hostilevalues import TEXTS
 from insidetools import daemon_children, shadow, shell, start_shadowed
-
-TEXTS = {
-    "nothing": "",
-    "blanks": " \t\r\n ",
-    "control characters": "".join(map(chr, range(1, 32))) + "\x7f",
-    "quotes": "\"'`$(reboot);|&\\",
-    "a format": "%s%n%d%1$s %5 {} \\u0000",
-    "other scripts": "ä\u0451\u4e2d\u0634\u2028\u202e\u00a0",
-    "beyond 16 bits": "\U0001f600\U0010ffff\ufeff\ufffd",
-    "combined": "e\u0301" * 1000,
-    "a path": "../../../etc/passwd",
-    "a long path": "/" + "a" * 5000,
-    "an option": "--help",
-    "a name": "config",
-    "lines": "a=1\nb=2\r\n#c\n",
-    "a megabyte": "x" * 1_000_000,
-}
 
 # One value for each kind of thing that a message can hold.
 ARGUMENTS = {
