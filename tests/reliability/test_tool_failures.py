@@ -6,7 +6,7 @@ import zlib
 
 import pytest
 from expectations import differences
-from insidetools import resident_kib, sanitizer_environment
+from insidetools import SPARING, resident_kib
 from operations import OPERATIONS, Bench, Operation
 
 # The short form takes so many of the ways.
@@ -80,8 +80,7 @@ CASES = [(tool, operation) for tool, operations in TOOLS.items() for operation i
 def module_bench(module_device, small_package):
     """A device in use whose daemon gives freed memory back at once."""
     module_device.stop_daemon()
-    options = sanitizer_environment(ASAN_OPTIONS="quarantine_size_mb=0:thread_local_quarantine_size_kb=0")
-    bench = Bench(module_device, options, small_package)
+    bench = Bench(module_device, SPARING, small_package)
     bench.prepare()
     bench.write("/opt/noise", NOISE)
     bench.start()
