@@ -19,7 +19,7 @@ from plcdevice import CONFIGURATION, LOADER, PlcDevice
 from simdevice import PROJECT
 
 # Operations a second, and for how long.
-SHORT, LONG = (1, 180), (10, 4 * 60 * 60)
+SHORT, LONG = (1, 180), (3, 4 * 60 * 60)
 REPORT_S = 600
 
 
