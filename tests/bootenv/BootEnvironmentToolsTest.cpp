@@ -1,6 +1,8 @@
 // The boot environment's way from the flash and back: which tools run, and what becomes of stores and files.
 
 #include "BootEnvironmentFixture.h"
+#include "support/Impatience.h"
+#include "support/Messages.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -94,6 +96,23 @@ TEST_F(BootEnvironmentToolsTest, OnlyFilesBecomeStores)
     construct();
 
     EXPECT_EQ(stores(), QStringList{u"file"_s});
+}
+
+TEST_F(BootEnvironmentToolsTest, EachToolHasHalfAMinute)
+{
+    const QStringList names{u"rm"_s, u"bareboxenv"_s, u"flash_eraseall"_s};
+    construct();
+    for (const QString &name : names) {
+        FakeTools slow;
+        slow.add(name, "exec sleep 0.3\n");
+        const Messages messages;
+        const Impatience impatience;
+
+        name == names.last() ? environment->saveEnvNoRestore() : environment->loadEnv();
+
+        EXPECT_EQ(impatience.longestLimit(), 30) << qPrintable(name);
+        EXPECT_TRUE(messages.texts().contains(name + u" is still running"_s)) << qPrintable(name);
+    }
 }
 
 TEST_F(BootEnvironmentToolsTest, HiddenFileBecomesNoStore)

@@ -2,6 +2,7 @@
 
 #include "can/CanFixture.h"
 
+#include "support/FileEvents.h"
 #include "support/Impatience.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
@@ -110,6 +111,27 @@ INSTANTIATE_TEST_SUITE_P(Numbers, CanInterfaceNumberTest,
                                          StoredNumber{"GreatestUint", "4294967295", 0, 4294967295U},
                                          StoredNumber{"TooGreat", "4294967296", 0, 0}),
                          [](const auto &row) { return std::string(row.param.name); });
+
+TEST_F(CanInterfaceTest, StateIsStoredBeforeItReachesTheHardware)
+{
+    start();
+    FileEvents events({u"/etc/network"_s, u"/dev"_s});
+
+    can->setTermination(true);
+
+    EXPECT_EQ(events.paths(u"write"_s), (QStringList{storePath, nodePath}));
+}
+
+TEST_F(CanInterfaceTest, ActualRateIsAskedForHalfAMinute)
+{
+    start();
+    tools.addAt(u"/sbin/canconfig"_s, "sleep 0.3; echo bitrate: 500000, x");
+    const Impatience impatience;
+
+    EXPECT_EQ(can->getActualBaudrate(), 0);
+
+    EXPECT_EQ(impatience.longestLimit(), 30);
+}
 
 TEST_F(CanInterfaceTest, PortIsRestartedHoweverLongItTakes)
 {

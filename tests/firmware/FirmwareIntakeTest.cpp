@@ -120,6 +120,22 @@ TEST_F(FirmwareIntakeTest, PackageBecomesANumberedDirectoryAndARecord)
     EXPECT_FALSE(fileExists(package));
 }
 
+TEST_F(FirmwareIntakeTest, PackageIsStillThereWhenTheLedTellsOfWork)
+{
+    pack();
+    QList<bool> there;
+    onPlatformCall([&](const PlatformCall &call) {
+        if (call.name == u"SysCfgAccess.startLedEffect"_s)
+            there += fileExists(package);
+    });
+
+    takeIn();
+
+    onPlatformCall({});
+    EXPECT_EQ(there, QList<bool>{true});
+    EXPECT_FALSE(fileExists(package));
+}
+
 TEST_F(FirmwareIntakeTest, EachPackageHasItsNumber)
 {
     for (int number = 0; number < 3; ++number) {

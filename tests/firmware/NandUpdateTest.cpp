@@ -1,7 +1,11 @@
 #include "firmware/NandUpdate.h"
 
+#include "FirmwareOnDisk.h"
+
 #include "fake/FakePlatform.h"
 #include "support/BusClient.h"
+#include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 
 #include <gmock/gmock.h>
@@ -72,6 +76,19 @@ TEST_F(NandUpdateTest, StartUpdateTellsItsName)
     record.startUpdate();
 
     EXPECT_EQ(started, (QList<QVariantList>{{u"fwupdate3"_s}}));
+}
+
+TEST_F(NandUpdateTest, RemovalHasHalfAMinute)
+{
+    putFirmware(firmwareDirectories + u"fwupdate5"_s);
+    FakeTools tools;
+    tools.add(u"rm"_s, "exec sleep 0.3\n");
+    const Impatience impatience;
+
+    add(u"fwupdate5"_s)->deleteFw();
+
+    EXPECT_EQ(impatience.longestLimit(), 30);
+    removeAll(firmwareDirectories);
 }
 
 TEST_F(NandUpdateTest, OffersItsMembersInOrder)

@@ -3,6 +3,7 @@
 #include "fake/FakePlatform.h"
 #include "network/NetworkInterface.h"
 #include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/Messages.h"
 #include "support/QtPrinting.h"
 #include "support/Syncs.h"
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 
 #include <QDBusConnection>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 
@@ -67,6 +69,22 @@ TEST_F(RebootTest, EverythingIsSyncedWhenTheMarkerHasGoneAndBeforeTheEvent)
 
     EXPECT_EQ(markers, QList<bool>{false});
     EXPECT_EQ(calls, QList<QStringList>{story.first(1)});
+}
+
+TEST_F(RebootTest, ShutdownThatTakesLongerThanHalfAMinuteGoesOn)
+{
+    const QTemporaryDir directory;
+    const QString done = directory.filePath(u"done"_s);
+    tools.add(u"shutdown"_s, "sleep 0.3; echo done >" + QFile::encodeName(done));
+    {
+        const Impatience impatience;
+
+        rebootDevice();
+
+        EXPECT_EQ(impatience.longestLimit(), 30);
+        EXPECT_FALSE(fileExists(done));
+    }
+    EXPECT_TRUE(waitUntil([&] { return fileExists(done) && readFile(done) == "done\n"; }));
 }
 
 TEST_F(RebootTest, SavesThePortsSettingsFirst)

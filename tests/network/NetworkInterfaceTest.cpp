@@ -6,6 +6,8 @@
 #include "Mocks.h"
 
 #include "fake/FakePlatform.h"
+#include "support/FakeTools.h"
+#include "support/Impatience.h"
 #include "support/QtPrinting.h"
 #include "support/Syncs.h"
 #include "support/TestFiles.h"
@@ -44,6 +46,35 @@ TEST_F(NetworkInterfaceTest, WritesAreSignalledAsTheyCame)
     EXPECT_EQ(netmask, (QList<QVariantList>{{u" 255.0.0.0"_s}}));
     EXPECT_EQ(gateway, (QList<QVariantList>{{QString()}}));
     EXPECT_EQ(dhcp, (QList<QVariantList>{{true}})); // as it was, and told all the same
+}
+
+TEST_F(NetworkInterfaceTest, NewValueIsThereWhenItIsSignalled)
+{
+    QStringList read;
+    const auto note = [&](const char *name) { return [&, name] { read += network.property(name).toString(); }; };
+    QObject::connect(&network, &NetworkInterface::ipAddressChanged, &network, note("ipaddress"));
+    QObject::connect(&network, &NetworkInterface::netmaskChanged, &network, note("netmask"));
+    QObject::connect(&network, &NetworkInterface::gatewayChanged, &network, note("gateway"));
+    QObject::connect(&network, &NetworkInterface::dhcpChanged, &network, note("dhcp"));
+
+    network.setProperty("ipaddress", u"10.1.2.3"_s);
+    network.setProperty("netmask", u"255.0.0.0"_s);
+    network.setProperty("gateway", u"10.0.0.1"_s);
+    network.setProperty("dhcp", false);
+
+    EXPECT_EQ(read, (QStringList{u"10.1.2.3"_s, u"255.0.0.0"_s, u"10.0.0.1"_s, u"false"_s}));
+}
+
+TEST_F(NetworkInterfaceTest, RouteHasHalfAMinute)
+{
+    FakeTools tools;
+    tools.add(u"route"_s, "sleep 0.3; echo '0.0.0.0 10.0.0.1 0.0.0.0 UG 0 0 0 eth0'");
+    const Impatience impatience;
+
+    network.getCurrentSettings();
+
+    EXPECT_EQ(impatience.longestLimit(), 30);
+    EXPECT_EQ(network.property("gateway"), u"0.0.0.0"_s);
 }
 
 TEST_F(NetworkInterfaceTest, EmptyAddressIsNotSignalled)
