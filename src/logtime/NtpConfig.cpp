@@ -19,6 +19,9 @@ namespace {
 const QString serverVariable = u"NTPSERVER"_s;
 const QString job = u"ntp"_s;
 
+/** In characters. Both servers go through the bus in one answer, and anybody may tell of one. */
+constexpr qsizetype maxServerSize = qsizetype{1024} * 1024;
+
 } // namespace
 
 NtpConfig::NtpConfig(BareboxConfig *store, QObject *parent) : QObject(parent), variables(store)
@@ -42,6 +45,8 @@ QStringList NtpConfig::getUsedNtpServer() const
 
 void NtpConfig::setNtpServer(const QString &ntpServer)
 {
+    if (ntpServer.size() > maxServerSize)
+        return;
     server = ntpServer;
     variables->set(serverVariable, server);
     variables->save();
@@ -60,7 +65,8 @@ void NtpConfig::connmanServicePropertyChanged(const QString &name, const QDBusVa
 {
     if (name != "Timeservers"_L1)
         return;
-    dhcpServer = map.variant().toString(); // of a list: its only entry, or nothing
+    const QString told = map.variant().toString(); // of a list: its only entry, or nothing
+    dhcpServer = told.size() > maxServerSize ? QString() : told;
     qDebug() << "DHCP Timeserver:" << dhcpServer;
     restartJob();
 }

@@ -35,7 +35,7 @@ public:
 public Q_SLOTS:
     /** The servers that are known, the user's first; never the stand-in. */
     QStringList getUsedNtpServer() const;
-    /** @param ntpServer name or address; empty for none */
+    /** @param ntpServer name or address; empty for none. One of more than 1 MiB changes nothing */
     void setNtpServer(const QString &ntpServer);
 
 protected Q_SLOTS:

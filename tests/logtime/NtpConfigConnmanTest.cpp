@@ -86,6 +86,20 @@ TEST_F(NtpConfigConnmanTest, AnnouncedServerStandsBehindTheUsers)
     EXPECT_EQ(ntp->getUsedNtpServer(), (QStringList{u"ntp.example"_s, u"10.0.0.1"_s}));
 }
 
+TEST_F(NtpConfigConnmanTest, ServerOfMoreThanAMebibyteIsNone)
+{
+    const QString longest(1024 * 1024, u'x');
+
+    reportTimeservers(QStringList{longest});
+    EXPECT_EQ(ntp->getDhcpServer(), longest);
+    reportTimeservers(QStringList{longest + u'x'});
+    EXPECT_EQ(ntp->getDhcpServer(), QString());
+
+    ntp->setNtpServer(longest);
+    ntp->setNtpServer(longest + u'x');
+    EXPECT_EQ(ntp->getServer(), longest);
+}
+
 TEST_F(NtpConfigConnmanTest, UsersServerIsPutInFrontOfTheAnnouncedOne)
 {
     reportTimeservers(QStringList{u"10.0.0.1"_s});
