@@ -3,20 +3,18 @@ cost is given back."""
 
 import concurrent.futures
 import contextlib
-import itertools
 import os
-import socket
 import threading
 import time
 
 import dbus
 import dbus.lowlevel
 import pytest
-from busclient import BUS, SERVICE, BusClient
+from busclient import SERVICE, BusClient
 from footprint import GROWTH_KIB, Footprint, assert_back_to
-from gi.repository import Gio, GLib
 from insidetools import SPARING, init_jobs, platform_calls, shell
 from listening import listening
+from rawbus import RawBus
 
 ANSWER_S = 0.5
 STORES = ("/system/guiLevel1", "/system/guiLevel2", "/system/guiLevel3", "/system/guiSystem")
@@ -94,40 +92,16 @@ def test_four_clients_of_thousands_of_calls(sparing_device, sparing_client):
         assert [text for (text,) in events if text.startswith(f"{store} ")][-len(told) :] == told
 
 
-class DeafClient:
-    """A client that sends calls and never reads what comes back."""
-
-    def __init__(self, device):
-        self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.connect(device.bus_address.removeprefix("unix:path="))
-        self.socket.sendall(b"\0AUTH EXTERNAL 30\r\nBEGIN\r\n")  # user 0
-        self.serials = itertools.count(1)
-        self.send(BUS, "/org/freedesktop/DBus", BUS, "Hello")
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exception):
-        self.socket.close()
-
-    def send(self, *address, body=None):
-        message = Gio.DBusMessage.new_method_call(*address)
-        message.set_serial(next(self.serials))
-        if body:
-            message.set_body(body)
-        self.socket.sendall(message.to_blob(Gio.DBusCapabilityFlags.NONE))
-
-
 def test_a_client_that_never_reads_its_answers(sparing_device, sparing_client):
     store, interface = STORES[0], "local.BareboxConfig"
     sparing_client.call(store, "set", "large", "x" * 20_000)
 
     def flood(calls):
-        with DeafClient(sparing_device) as deaf:
+        with RawBus(sparing_device) as deaf:
             for number in range(calls):
-                deaf.send(SERVICE, store, interface, "set", body=GLib.Variant("(ss)", ("last", str(number))))
-                deaf.send(SERVICE, store, interface, "getAll")
-                if number % 50 == 0:  # the bus refuses calls of a client that has 128 without an answer
+                deaf.call(SERVICE, store, interface, "set", "ss", ("last", str(number)))
+                deaf.call(SERVICE, store, interface, "getAll")
+                if number % 20 == 0:  # the bus refuses calls of a client that has 128 without an answer
                     sparing_device.wait_for(lambda: sparing_client.call(store, "get", "last") == str(number))
 
     flood(CALLS // 10)
@@ -186,7 +160,7 @@ def test_announced_uploads(sparing_device, sparing_client, long_form):
 
     flood(2 * SIGNALS)
 
-    assert_back_to(before, sparing_device)
+    assert_back_to(before, sparing_device, sanitized_kib=30 * GROWTH_KIB)
     listing = shell(sparing_device, "cd /srv/certificates && for f in *; do read line <$f; echo $f $line; done")
     stored = [first + number for first in (SIGNALS, 2 * SIGNALS) for number in certificates]
     assert sorted(listing.splitlines()) == sorted(f"{number}.pdf {number}" for number in stored)
@@ -272,7 +246,7 @@ def test_requests_to_other_devices(sparing_device, sparing_client, requests, at_
                 sparing_client.call("/system", "remoteMeascardLedSingaling", 1, other.address)
             sparing_device.wait_for(lambda: len(os.listdir(threads)) == before.threads, what="the requests to end")
 
-        # Of several under way the first answer ends the latest one, and each leaves a little behind. AddressSanitizer
-        # keeps its books of every thread that ever was.
-        assert len(other.heard()) == requests if at_once == 1 else len(other.heard()) > requests / 2
+        # Of two under way the first answer ends the later one, and each leaves a little behind. AddressSanitizer keeps
+        # its books of every thread that ever was.
+        assert len(other.heard()) > requests / 2
     assert_back_to(before, sparing_device, GROWTH_KIB if at_once == 1 else 4 * requests, 30 * GROWTH_KIB)
