@@ -225,6 +225,14 @@ TEST_F(PlatformLogTest, KeepsNoDescriptorOpen)
 
     for (int i = 0; i < 20; ++i)
         SystemEvent::reboot(u"/"_s);
+    fillUpTo(1);
+    SystemEvent::reboot(u"/"_s);
+    EXPECT_EQ(openDescriptors(), before);
 
+    removeAll(platformLogPath);
+    ASSERT_EQ(::mkfifo(qPrintable(platformLogPath), 0600), 0);
+    const int reader = ::open(qPrintable(platformLogPath), O_RDONLY | O_NONBLOCK);
+    SystemEvent::reboot(u"/"_s);
+    ::close(reader);
     EXPECT_EQ(openDescriptors(), before);
 }
