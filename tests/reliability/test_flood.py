@@ -160,7 +160,7 @@ def test_announced_uploads(sparing_device, sparing_client, long_form):
 
     flood(2 * SIGNALS)
 
-    assert_back_to(before, sparing_device, sanitized_kib=30 * GROWTH_KIB)
+    assert_back_to(before, sparing_device)
     listing = shell(sparing_device, "cd /srv/certificates && for f in *; do read line <$f; echo $f $line; done")
     stored = [first + number for first in (SIGNALS, 2 * SIGNALS) for number in certificates]
     assert sorted(listing.splitlines()) == sorted(f"{number}.pdf {number}" for number in stored)
@@ -249,4 +249,4 @@ def test_requests_to_other_devices(sparing_device, sparing_client, requests, at_
         # Of two under way the first answer ends the later one, and each leaves a little behind. AddressSanitizer keeps
         # its books of every thread that ever was.
         assert len(other.heard()) > requests / 2
-    assert_back_to(before, sparing_device, GROWTH_KIB if at_once == 1 else 4 * requests, 30 * GROWTH_KIB)
+    assert_back_to(before, sparing_device, GROWTH_KIB if at_once == 1 else 4 * requests)
