@@ -21,7 +21,8 @@ public:
             EXPECT_EQ(::mount(nullptr, place.constData(), nullptr, MS_REMOUNT | MS_BIND | flags, nullptr), 0);
         }
     }
-    ~BindMount() { EXPECT_EQ(::umount(place.constData()), 0); }
+    // A tool that was not waited for may still run from there.
+    ~BindMount() { EXPECT_EQ(::umount2(place.constData(), MNT_DETACH), 0); }
     Q_DISABLE_COPY_MOVE(BindMount)
 
 private:
