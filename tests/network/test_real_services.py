@@ -143,7 +143,8 @@ def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
     connected.write(**STATIC)
     assert connected.save()
     device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address")
-    stored = ["grep", "-rqF", "192.168.10.7", "/var/lib/connman"]  # which connman does a moment later
+    # which connman does a moment later, under another name at first
+    stored = ["grep", "-rqF", "--include=settings", "192.168.10.7", "/var/lib/connman"]
     device.wait_for(lambda: device.exec(stored).returncode == 0, what="connman to keep the address")
     connected.bus.close()
 
