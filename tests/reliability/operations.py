@@ -194,12 +194,17 @@ def plain(value):
 
 @dataclasses.dataclass
 class Operation:
-    """`reset` makes the state that the operation starts from, with no fault; it may be the operation itself, with
+    """`prepare` makes the state that the operation starts from, with no fault; it may be the operation itself, with
     another value. `ask` is what a client can ask the daemon afterwards."""
 
     do: typing.Callable[[Bench], object]
-    reset: typing.Callable[[Bench], object] = lambda bench: None
+    prepare: typing.Callable[[Bench], object] = lambda bench: None
     ask: typing.Callable[[Bench], object] = lambda bench: None
+
+    def reset(self, bench):
+        """Returns when the state is made and all that follows from it has been told."""
+        self.prepare(bench)
+        bench.settle()
 
     def seen(self, bench, action, after=lambda: None):
         """Everything that can be seen of an action: the answer, what users were told, the files. `after` is called
