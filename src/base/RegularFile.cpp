@@ -53,13 +53,17 @@ std::optional<QByteArray> readRegularFile(const QString &path)
         return std::nullopt;
     // In pieces, as what its size tells of a file of the kernel's is nothing.
     QByteArray content;
-    for (QByteArray piece = file.read(pieceBytes); !piece.isEmpty(); piece = file.read(pieceBytes)) {
-        content += piece;
+    for (qint64 count = 1; count > 0;) {
+        const qsizetype end = content.size();
+        content.resize(end + pieceBytes);
+        count = file.read(content.data() + end, pieceBytes);
+        content.truncate(end + qMax(count, qint64{0}));
         if (content.size() > maxFileBytes)
             return std::nullopt;
     }
     if (file.error() != QFileDevice::NoError)
         return std::nullopt;
+    content.squeeze(); // some keep it
     return content;
 }
 
