@@ -1,43 +1,36 @@
-// Reads the lines of a variable file, writes each anew and reads that: it has to hold the same.
+// Reads a variable file, writes it anew and reads that: it has to hold the same.
 
 #include "FuzzTarget.h"
 
 #include "bootenv/VariableFile.h"
 
+#include <algorithm>
+
 namespace {
 
 /** Whether the written line reads as another one, because its name lost the blank in front of it: then it begins a
  *  comment, or with a byte order mark, which is skipped. */
-bool readsOtherwise(const VariableFileLine &line)
+bool readsOtherwise(const QString &name)
 {
-    return line.name.startsWith(u'#') || line.name.startsWith(QChar::ByteOrderMark);
-}
-
-void checkLine(QByteArrayView bytes)
-{
-    const VariableFileLine line = parseVariableFileLine(bytes);
-    require(line.comment.isNull() || line.name.isNull());
-    require(line.comment.isNull() || line.comment.startsWith(u'#'));
-    require(line.name.isNull() || !line.name.isEmpty());
-    require(unquotedValue(line.value).size() <= line.value.size());
-
-    if (!line.comment.isNull()) {
-        const QByteArray written = commentLine(line.comment);
-        require(commentLine(parseVariableFileLine(written).comment) == written);
-    } else if (!line.name.isNull() && !readsOtherwise(line)) {
-        const VariableFileLine again = parseVariableFileLine(variableLine(line.name, line.value));
-        require(again.comment.isNull() && again.name == line.name && again.value == line.value);
-    }
+    return name.startsWith(u'#') || name.startsWith(QChar::ByteOrderMark);
 }
 
 } // namespace
 
 void checkInput(QByteArrayView input)
 {
-    for (qsizetype begin = 0; begin <= input.size();) {
-        const qsizetype lineFeed = input.indexOf('\n', begin);
-        const qsizetype end = lineFeed < 0 ? input.size() : lineFeed;
-        checkLine(input.sliced(begin, end - begin));
-        begin = end + 1;
+    const VariableFile file(input.toByteArray());
+    const QStringList names = file.names();
+    const QByteArray written = file.toBytes();
+    const VariableFile again(written);
+
+    for (const QString &name : names) {
+        require(!name.isEmpty() && file.contains(name) && names.count(name) == 1);
+        require(unquotedValue(file.value(name)).size() <= file.value(name).size());
     }
+    if (std::any_of(names.begin(), names.end(), readsOtherwise))
+        return;
+    require(again.names() == names && again.toBytes() == written);
+    for (const QString &name : names)
+        require(again.value(name) == file.value(name));
 }

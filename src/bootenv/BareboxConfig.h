@@ -1,23 +1,20 @@
 #pragma once
 
-#include <QByteArray>
-#include <QHash>
+#include "bootenv/VariableFile.h"
+
 #include <QObject>
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
 
-/** A variable file in memory, and on the bus below its parent under the file's name.
+/** A variable file, on the bus below its parent under the file's name.
  *
  *  The file's content is read once, at construction; nothing reads it again. Changes stay in memory until `save`, and
- *  a store that is destroyed takes its unsaved changes with it. Comments and variables keep the order of the file; what
- *  is neither (blank lines, text without "=") is gone at the next save. A variable can't be removed, only overwritten.
- *  Of a name that stands several times in a file, the first place and the last value count.
+ *  a store that is destroyed takes its unsaved changes with it. A variable can't be removed, only overwritten.
  *
  *  Values are kept as they stand in the file, quotes included: `get` gives them so, `getTrimmed` without one pair of
- *  double quotes. Nothing is checked: a name with "=" or a value with a line feed is written as it is and reads back
- *  otherwise. A file that can't be read makes a store that holds nothing but the line "#!/bin/sh"; one that can't be
- *  written stays as it was. Neither is reported to the caller. */
+ *  double quotes. A file that can't be read makes a store that holds nothing but the line "#!/bin/sh"; one that can't
+ *  be written stays as it was. Neither is reported to the caller. */
 class BareboxConfig : public QObject
 {
     Q_OBJECT
@@ -29,9 +26,7 @@ public:
     BareboxConfig(QObject *parent, const QString &directory, const QString &fileName);
 
 public Q_SLOTS:
-    /** Changes a variable in memory. A new one goes behind everything else; a known one keeps its place. The variable
-     *  with the empty name keeps its first value. Nothing changes where all of them would take more than 31 MiB in an
-     *  answer. */
+    /** Changes a variable in memory, as `VariableFile::set` says. */
     void set(const QString &name, const QString &value);
     /** `set`, then `save`. */
     void syncSet(const QString &name, const QString &value);
@@ -49,14 +44,6 @@ public Q_SLOTS:
     void save();
 
 private:
-    void parse();
-
     QString filePath;
-    QByteArray rawContent; // as read at construction
-    QHash<QString, QString> variables;
-    // A line slot fixes a line's place in the file; slots may stay empty. Every name in `variables` has exactly one.
-    QHash<int, QString> commentLines;
-    QHash<int, QString> variableLines;
-    int lineCount = 0;  // next free line slot
-    qsizetype size = 0; // in an answer
+    VariableFile variables;
 };

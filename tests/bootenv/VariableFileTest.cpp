@@ -12,7 +12,7 @@ struct Line
 {
     const char *name;
     QByteArray bytes;
-    QString expected; ///< the comment or the variable's name; null: the line is not kept
+    QString expected; ///< the variable's name, or the comment as it is written; null: the line is not kept
     QString value = {};
 };
 
@@ -27,11 +27,11 @@ class VariableTest : public testing::TestWithParam<Line>
 
 TEST_P(VariableTest, HasNameAndValue)
 {
-    const VariableFileLine line = parseVariableFileLine(GetParam().bytes);
+    const VariableFile file(GetParam().bytes);
 
-    EXPECT_EQ(line.name, GetParam().expected);
-    EXPECT_EQ(line.value, GetParam().value);
-    EXPECT_TRUE(line.comment.isNull());
+    EXPECT_EQ(file.names(), QStringList{GetParam().expected});
+    EXPECT_EQ(file.value(GetParam().expected), GetParam().value);
+    EXPECT_EQ(file.toBytes(), (GetParam().expected + u'=' + GetParam().value + u'\n').toUtf8());
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -59,22 +59,23 @@ class CommentTest : public testing::TestWithParam<Line>
 {
 };
 
-TEST_P(CommentTest, IsKeptWholeWithItsLineEnding)
+TEST_P(CommentTest, IsKeptButForOuterWhiteSpace)
 {
-    const VariableFileLine line = parseVariableFileLine(GetParam().bytes);
+    const VariableFile file(GetParam().bytes);
 
-    EXPECT_EQ(line.comment, GetParam().expected);
-    EXPECT_TRUE(line.name.isNull());
-    EXPECT_TRUE(line.value.isNull());
+    EXPECT_EQ(file.toBytes(), (GetParam().expected + u'\n').toUtf8());
+    EXPECT_EQ(file.names(), QStringList());
 }
 
-INSTANTIATE_TEST_SUITE_P(Lines, CommentTest,
-                         testing::Values(Line{"Shell", "#!/bin/sh\n", u"#!/bin/sh\n"_s}, Line{"HashAlone", "#", u"#"_s},
-                                         Line{"TrailingBlanks", "#x  \n", u"#x  \n"_s},
-                                         Line{"CarriageReturn", "#x\r\n", u"#x\r\n"_s},
-                                         Line{"WithADivider", "#a=1\n", u"#a=1\n"_s},
-                                         Line{"CutAtNul", QByteArray("#x\0y\n", 5), u"#x"_s}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Lines, CommentTest,
+    testing::Values(Line{"Shell", "#!/bin/sh\n", u"#!/bin/sh"_s}, Line{"HashAlone", "#", u"#"_s},
+                    Line{"TrailingBlanks", "#x  \n", u"#x"_s}, Line{"CarriageReturn", "#x\r\n", u"#x"_s},
+                    Line{"BlanksInside", "# a  b \t\r\n", u"# a  b"_s}, Line{"WithADivider", "#a=1\n", u"#a=1"_s},
+                    Line{"NonAscii", "#\xc3\xb6\xe2\x80\x83\n", u"#ö"_s}, Line{"DamagedUtf8", "#\xff\n", u"#\uFFFD"_s},
+                    Line{"BehindAByteOrderMark", "\xef\xbb\xbf#x\n", u"#x"_s},
+                    Line{"CutAtNul", QByteArray("#x\0y\n", 5), u"#x"_s}),
+    nameOf);
 
 class DroppedLineTest : public testing::TestWithParam<Line>
 {
@@ -82,10 +83,10 @@ class DroppedLineTest : public testing::TestWithParam<Line>
 
 TEST_P(DroppedLineTest, IsNotKept)
 {
-    const VariableFileLine line = parseVariableFileLine(GetParam().bytes);
+    const VariableFile file(GetParam().bytes);
 
-    EXPECT_TRUE(line.comment.isNull());
-    EXPECT_TRUE(line.name.isNull());
+    EXPECT_EQ(file.names(), QStringList());
+    EXPECT_EQ(file.toBytes(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, DroppedLineTest,
@@ -98,23 +99,45 @@ INSTANTIATE_TEST_SUITE_P(Lines, DroppedLineTest,
                                          Line{"CommentBehindABlank", " #x\n", {}}),
                          nameOf);
 
-TEST(VariableLineTest, IsTrimmedAsAWhole)
+QByteArray lineOf(const QString &name, const QString &value)
 {
-    EXPECT_EQ(variableLine(u"a"_s, u"1"_s), "a=1\n");
-    EXPECT_EQ(variableLine(u"a"_s, u""_s), "a=\n");
-    EXPECT_EQ(variableLine(u"a"_s, u" 1 "_s), "a= 1\n");
-    EXPECT_EQ(variableLine(u" a "_s, u"1"_s), "a =1\n");
-    EXPECT_EQ(variableLine(u""_s, u"1"_s), "=1\n");
-    EXPECT_EQ(variableLine(u"a=b"_s, u"c\nd"_s), "a=b=c\nd\n");
-    EXPECT_EQ(variableLine(u"größe"_s, u"\"€\""_s), "gr\xc3\xb6\xc3\x9f"
-                                                    "e=\"\xe2\x82\xac\"\n");
+    VariableFile file{QByteArray()};
+    file.set(name, value);
+    return file.toBytes();
 }
 
-TEST(CommentLineTest, LosesOuterWhiteSpaceOnly)
+TEST(VariableThatIsSetTest, IsTrimmedWithItsName)
 {
-    EXPECT_EQ(commentLine(u"#!/bin/sh"_s), "#!/bin/sh\n");
-    EXPECT_EQ(commentLine(u"#!/bin/sh\n"_s), "#!/bin/sh\n");
-    EXPECT_EQ(commentLine(u"# a  b \t\r\n"_s), "# a  b\n");
+    EXPECT_EQ(lineOf(u"a"_s, u"1"_s), "a=1\n");
+    EXPECT_EQ(lineOf(u"a"_s, u""_s), "a=\n");
+    EXPECT_EQ(lineOf(u"a"_s, u" 1 "_s), "a= 1\n");
+    EXPECT_EQ(lineOf(u" a "_s, u"1"_s), "a =1\n");
+    EXPECT_EQ(lineOf(u"a"_s, u"1\u2003"_s), "a=1\n");
+    EXPECT_EQ(lineOf(u""_s, u"1"_s), "=1\n");
+    EXPECT_EQ(lineOf(u"a=b"_s, u"c\nd"_s), "a=b=c\nd\n");
+    EXPECT_EQ(lineOf(u"größe"_s, u"\"€\""_s), "gr\xc3\xb6\xc3\x9f"
+                                              "e=\"\xe2\x82\xac\"\n");
+}
+
+TEST(VariableThatIsSetTest, IsGivenAsItWasSet)
+{
+    VariableFile file{QByteArray("a=1\n")};
+    for (const QString &text : {u" 1 "_s, u"\ufeff1"_s, u"ö\n"_s, u"2"_s}) {
+        file.set(u"a"_s, text);
+        file.set(text, u"x"_s);
+
+        EXPECT_EQ(file.value(u"a"_s), text);
+        EXPECT_EQ(file.names().last(), text);
+        EXPECT_EQ(file.value(text), u"x"_s);
+    }
+}
+
+TEST(NewVariableFileTest, IsAScript)
+{
+    const VariableFile file(std::nullopt);
+
+    EXPECT_EQ(file.toBytes(), "#!/bin/sh\n");
+    EXPECT_EQ(file.names(), QStringList());
 }
 
 TEST(UnquotedValueTest, LosesOnePairOfDoubleQuotesAndOuterWhiteSpace)
