@@ -1,6 +1,7 @@
 #include "firmware/FirmwareControl.h"
 
-#include "bootenv/BareboxConfig.h"
+#include "base/RegularFile.h"
+#include "bootenv/VariableFile.h"
 
 #include <qmz/NodekeepGlobals.h>
 
@@ -19,12 +20,13 @@ FirmwareControl readFirmwareControl(const QDir &firmware)
 {
     if (QFileInfo(firmware, u"control"_s).size() > maxControlBytes)
         return {};
-    const BareboxConfig control(nullptr, firmware.absolutePath(), u"control"_s);
-    return {.version = control.getTrimmed(u"VERSION"_s),
-            .releasename = control.getTrimmed(u"RELEASENAME"_s),
-            .svnversion = control.getTrimmed(u"SVNVERSION"_s),
-            .minUpdaterVer = control.getTrimmed(u"MIN_UPDATER_VERSION"_s),
-            .date = control.getTrimmed(u"DATE"_s)};
+    const VariableFile control(readRegularFile(firmware.absoluteFilePath(u"control"_s)));
+    const auto entry = [&control](const QString &name) { return unquotedValue(control.value(name)); };
+    return {.version = entry(u"VERSION"_s),
+            .releasename = entry(u"RELEASENAME"_s),
+            .svnversion = entry(u"SVNVERSION"_s),
+            .minUpdaterVer = entry(u"MIN_UPDATER_VERSION"_s),
+            .date = entry(u"DATE"_s)};
 }
 
 bool suitsDevice(const FirmwareControl &control, const QString &minVersion)
