@@ -10,7 +10,7 @@ import pytest
 
 TESTS = os.path.dirname(os.path.realpath(__file__))
 PROJECT = os.path.dirname(TESTS)
-sys.path[:0] = [os.path.join(PROJECT, "device"), os.path.join(TESTS, "support")]
+sys.path[:0] = [os.path.join(PROJECT, "device"), os.path.join(PROJECT, "tools"), os.path.join(TESTS, "support")]
 
 import busclient  # noqa: E402
 import simdevice  # noqa: E402

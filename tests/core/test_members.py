@@ -1,165 +1,96 @@
-"""Every member of every object, as clients see it: name, signature and access, in order."""
+"""What the interface files tell is what clients find on the bus: every member, in order, with types, names, access."""
 
+import fnmatch
+import os
+
+import dbus
+import dbus.lowlevel
+import interfacefile
 import pytest
-from busclient import input_signature
+from busclient import PROPERTIES, SERVICE, BusClient
+from dbus.mainloop.glib import DBusGMainLoop
+from gi.repository import GLib
+from insidetools import shell
 from objecttree import INTERFACES
+from simdevice import PROJECT
 
-MEMBERS = {
-    "local.FwUpdateSettings": """
-        property updateFailed b read
-        property onlyUploadFirmware b readwrite
-        property factoryInit b read
-        property fwUpdated b read
-        signal scan()
-        method lookupConfig(s) -> b
-        method addConfig(s)
-        method delConfig(s) -> b
-        method getEnv(s) -> s
-        method setEnv(ss)
-        method setIp(s)
-        method setGateway(s)
-        method setNetmask(s)
-        method setDhcp(b)
-        method loadEnv()
-        method saveEnv()
-        method saveEnvNoRestore()
-        method armReboot()
-        method reboot()
-        method getUpdateFailed() -> b
-        method getFactoryInit() -> b
-        method getFwUpdated() -> b
-        method createCodesysTarball() -> s
-        method restoreCodesysFromTarball(s) -> b
-        method restartCodesys()
-        method cleanupFirmwareUpdates() -> b
-        method startUpdateNand(s)
-        method startUpdateHttp(s)
-        method startUpdateHttp()
-        method jsonFwUpdates() -> s
-    """,
-    "local.BareboxConfig": """
-        method set(ss)
-        method syncSet(ss)
-        method get(s) -> s
-        method getTrimmed(s) -> s
-        method exists(s) -> b
-        method variableList() -> as
-        method getAll() -> a{sv}
-        method save()
-    """,
-    "local.System": """
-        property hostname s readwrite
-        property oztversion s read
-        property oztsvnversion s read
-        property oztgitversion s read
-        property oztgithash s read
-        property oztReleasename s read
-        property oztBuildtime s read
-        method resetWebPassword(s) -> b
-        method resetCodesys() -> b
-        method startMeascardLedSignaling(i)
-        method remoteMeascardLedSingaling(is)
-        method deleteAllCertificates() -> i
-        method getPwDisable() -> u
-        method setPwDisable(u)
-    """,
-    "local.CanInterface": """
-        property baudrate i readwrite
-        property termination b readwrite
-        property restart_ms u readwrite
-        method getActualBaudrate() -> i
-        method getCanBaudrate() -> i
-        method getCanTerm() -> b
-    """,
-    "local.Constants": """
-        method set(ss) -> b
-        method get(s) -> s
-        method variableList() -> as
-        method isAvailable(s) -> b
-    """,
-    "local.NetworkInterface": """
-        property ipaddress s readwrite
-        property netmask s readwrite
-        property gateway s readwrite
-        property dhcp b readwrite
-        property nameserver s readwrite
-        property macaddress s read
-        method getCurrentSettings()
-        method saveChanges() -> b
-        method connmanServicePropertyChanged(sv)
-        method getHostname() -> s
-    """,
-    "local.LogConfig": """
-        property log_local b readwrite
-        property remote_log_target s readwrite
-        property log_size_kb i readwrite
-        method getLocal() -> b
-        method setLocal(b)
-        method getRemote() -> s
-        method setRemote(s)
-        method getLogFileSize() -> i
-        method setLogFileSize(i)
-    """,
-    "local.Systemtime": """
-        property timezone s readwrite
-        method getSystemTime() -> x
-        method getSystemTimeUtc() -> x
-        method getSytemTimeAsText() -> s
-        method setSystemTime(t)
-        method setSystemTimeUtc(t)
-        method systemTimeToHwClock()
-        method hwClockToSystemTime()
-        method getHwTimeAsText() -> s
-        method jsonTimeinfo() -> s
-        method jsonTimezones() -> s
-    """,
-    "local.NtpConfig": """
-        property server s readwrite
-        property dhcpServer s read
-        method getUsedNtpServer() -> as
-        method setNtpServer(s)
-    """,
-    "local.qmz.SystemEvent": """
-        method firmwareUpdate(is)
-        method canError(sis)
-        method firmwareDeleted(s)
-        method reboot(s)
-        method codesysFileRemoved(ss)
-        method deviceNameChange(ss)
-        method hostnameInvalid(sss)
-        method networkAddressChange(ss)
-        method pwResetSuccessful(s)
-        method pwResetVerifyFailed(s)
-        method pwResetFormatError(s)
-        method pwResetFileError(s)
-        method pwResetHostnameError(s)
-        method pwResetMacError(s)
-    """,
-    "local.Version": """
-        property version s read
-        property githash s read
-    """,
-}
+FILES = os.path.join(PROJECT, "docs/dbus")
+FIRMWARE = "/loader/fwupdate0"
+MAKE_FIRMWARE = """
+mkdir -p /srv/fwupdate/fwupdate0 && cd /srv/fwupdate/fwupdate0
+touch linuximage linuximage.md5 root.ubi root.ubi.md5 control
+"""
+LAST = "what the test sends itself"
 
 
-def described(member):
-    arguments = member.iterfind("arg")
-    match member.tag:
-        case "property":
-            return f"property {member.get('name')} {member.get('type')} {member.get('access')}"
-        case "signal":
-            return f"signal {member.get('name')}({''.join(each.get('type') for each in arguments)})"
-        case "method":
-            result = "".join(each.get("type") for each in arguments if each.get("direction") == "out")
-            return f"method {member.get('name')}({input_signature(member)})" + (f" -> {result}" if result else "")
+@pytest.fixture(scope="module")
+def module_device(module_device):
+    """A device that has a firmware too."""
+    shell(module_device, MAKE_FIRMWARE)
+    module_device.stop_daemon()
+    module_device.start_daemon()
+    with BusClient(module_device) as client:
+        module_device.wait_for(lambda: FIRMWARE in client.paths("/loader"), what="the firmware")
+    return module_device
 
 
-@pytest.mark.parametrize("path", INTERFACES)
-def test_an_object_has_these_members_and_no_others(client, path):
+def outline(element, without=None):
+    """An XML element as it counts: its tag, its attributes, and the same of its children in order."""
+    children = [outline(child) for child in element if isinstance(child.tag, str) and child.get("name") != without]
+    return (element.tag, element.attrib, children)
+
+
+@pytest.mark.parametrize("path", [*INTERFACES, FIRMWARE])
+def test_an_object_is_as_its_interface_file_tells(client, path):
     ((name, interface),) = client.interfaces(path).items()
 
-    assert [described(member) for member in interface] == MEMBERS[name].strip().split("\n        ")
+    told = interfacefile.tree(f"{FILES}/{name}.xml").find("interface")
+
+    # Qt does not say what becomes of a change, and so that all are announced.
+    assert outline(interface) == outline(told, without=interfacefile.EMITS_CHANGED)
 
 
-def test_the_table_is_about_objects_that_are_there():
-    assert set(MEMBERS) == set(INTERFACES.values())
+def test_the_interface_files_tell_of_all_objects_and_of_no_others(client):
+    files = [interfacefile.read(f"{FILES}/{name}") for name in os.listdir(FILES)]
+    told = {f"{pattern} {file.name}" for file in files for pattern in file.objects}
+
+    found = [f"{path} {name}" for path in client.paths() for name in client.interfaces(path)]
+
+    met = {each: fnmatch.filter(found, each) for each in told}
+    assert [each for each in told if not met[each]] == []
+    assert set().union(*met.values()) == set(found)
+
+
+def another(value):
+    """A value that is not this one, of the same type."""
+    if isinstance(value, str):
+        return f"{value}x"
+    return type(value)(not value if isinstance(value, dbus.Boolean) else value + 1)
+
+
+def last_signal():
+    signal = dbus.lowlevel.SignalMessage("/", PROPERTIES, "PropertiesChanged")
+    signal.append(LAST, {}, [], signature="sa{sv}as")
+    return signal
+
+
+def test_no_change_of_a_property_is_announced(device, client):
+    heard = []
+    listener = dbus.bus.BusConnection(device.bus_address, mainloop=DBusGMainLoop())
+    listener.add_signal_receiver(lambda name, *_: heard.append(name), "PropertiesChanged", PROPERTIES)
+    listener.name_has_owner(SERVICE)  # when the bus answers that, it has the subscription
+    writable = [
+        (path, name, member.get("name"))
+        for path, name in INTERFACES.items()
+        for member in client.interfaces(path)[name]
+        if member.get("access") == "readwrite"
+    ]
+
+    for each in writable:
+        client.set(*each, another(client.get(*each)))
+
+    assert client.get("/loader", "local.FwUpdateSettings", "onlyUploadFirmware")
+    client.connection.send_message(last_signal())
+    device.wait_for(lambda: GLib.MainContext.default().iteration(False) and LAST in heard, what="the last signal")
+    assert heard == [LAST]
+    listener.close()

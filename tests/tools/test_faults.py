@@ -1,13 +1,10 @@
 """The faults that tools/mutate seeds."""
 
 import os
-import sys
 
+import faults
 import pytest
 from simdevice import PROJECT
-
-sys.path.append(os.path.join(PROJECT, "tools"))
-import faults  # noqa: E402
 
 SOURCE = """\
 #include "a/B.h" // if (x) sync();
