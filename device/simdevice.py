@@ -24,7 +24,7 @@ DEFAULT_INSTALL = os.path.join(PROJECT, "build/release/stage")
 SERVICE = "com.ozt.nodekeep"
 DAEMON = "usr/sbin/nodekeep"
 START_LIMIT = 30.0
-STOP_LIMIT = 20.0
+STOP_LIMIT = 60.0  # a sync waits for all that the machine has to write
 
 
 class SimulatedDevice(Inspection, Links):

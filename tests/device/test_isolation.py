@@ -48,7 +48,7 @@ def test_a_run_ends_with_its_launcher(number):
 
     os.kill(launcher.pid, number)
 
-    launcher.wait(timeout=20)
+    launcher.wait(timeout=60)
     assert launcher.returncode != 0
     assert traces.gone(namespaces)
 
@@ -59,7 +59,7 @@ def test_ctrl_c_ends_a_run():
 
     os.killpg(launcher.pid, signal.SIGINT)
 
-    launcher.wait(timeout=20)
+    launcher.wait(timeout=60)
     assert launcher.returncode == 130
     assert traces.gone(namespaces)
 
@@ -74,7 +74,7 @@ def test_a_device_in_the_foreground_ends_with_its_launcher(make_device, stage, n
 
     os.killpg(launcher.pid, number)
 
-    launcher.wait(timeout=20)
+    launcher.wait(timeout=60)
     assert traces.gone(namespaces)
     assert not device.running
 

@@ -70,7 +70,7 @@ class FirmwareDevice(simdevice.SimulatedDevice):
         stories = {"SystemEvent.firmwareUpdate": lambda args: args[0], "SysCfgAccess.startLedEffect": tuple}
         return [stories[line["call"]](line["args"]) for line in self.platform_log() if line["call"] in stories]
 
-    def wait_told(self, expected, limit=20):
+    def wait_told(self, expected, limit=60):
         """Waits until users were told all of `expected`, and nothing else."""
         try:
             self.wait_for(lambda: len(self.told()) >= len(expected), limit, f"{expected}")

@@ -26,7 +26,7 @@ def connected_device(new_device):
     new_device.start(network=True)
     with BusClient(new_device) as bus:
         network = NetworkClient(bus)
-        new_device.wait_for(lambda: network.ipaddress, limit=20, what="the first lease to be read")
+        new_device.wait_for(lambda: network.ipaddress, limit=60, what="the first lease to be read")
     return new_device
 
 

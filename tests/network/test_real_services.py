@@ -76,8 +76,8 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     assert addresses(device) == lease, "the client has its answer while the port still has the old address"
     assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)
     assert connman.get("Nameservers.Configuration") == ["192.168.10.2"], "name servers don't wait"
-    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address")
-    device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=60, what="the static address")
+    device.wait_for(lambda: connman.get("State") == "ready", limit=60, what="connman to be ready")
     connected.read()
     assert connected.settings == STATIC
 
@@ -87,8 +87,8 @@ def test_a_static_address_reaches_the_port_after_the_answer_and_gives_way_to_a_l
     assert addresses(device) == ["192.168.10.7/24"]
     assert device.read("/etc/network/interfaces") == interfaces_file(DHCP_STANZA)
     assert connman.get("Nameservers.Configuration") == []
-    device.wait_for(lambda: any(map(leased, addresses(device))), limit=20, what="a lease")
-    device.wait_for(lambda: connman.get("State") == "ready", limit=20, what="connman to be ready")
+    device.wait_for(lambda: any(map(leased, addresses(device))), limit=60, what="a lease")
+    device.wait_for(lambda: connman.get("State") == "ready", limit=60, what="connman to be ready")
     connected.read()
     assert connected.dhcp and connected.nameserver == "192.168.10.1"
     events = platform_calls(device, "SystemEvent.networkAddressChange")
@@ -104,25 +104,25 @@ def test_the_jobs_follow_the_state_of_the_port(connected_device, connected):
     connman.call("Disconnect")
 
     gone = [job("Start", "hostname"), job("Stop", "avahi_2ddaemon"), job("Stop", "nmbd")]
-    device.wait_for(lambda: init_jobs(device)[before:] == gone, limit=20, what="the jobs of a lost network")
+    device.wait_for(lambda: init_jobs(device)[before:] == gone, limit=60, what="the jobs of a lost network")
     device.wait_for(lambda: avahi_name(connected) is None, limit=10, what="Avahi to be gone")
 
     connman.call("Connect")
 
     back = job("Stop", "avahi_2dautoip")
-    device.wait_for(lambda: back in init_jobs(device)[before:], limit=20, what="the network's return")
+    device.wait_for(lambda: back in init_jobs(device)[before:], limit=60, what="the network's return")
     device.wait_for(lambda: avahi_name(connected), limit=10, what="Avahi to be there")
 
 
 def test_avahi_has_the_kernels_host_name_whoever_changes_it(connected_device, connected):
     device = connected_device
-    device.wait_for(lambda: avahi_name(connected) == "node-4711", limit=20, what="the name of the start")
+    device.wait_for(lambda: avahi_name(connected) == "node-4711", limit=60, what="the name of the start")
 
     connected.bus.set("/system", "local.System", "hostname", "mill-7")
-    device.wait_for(lambda: avahi_name(connected) == "mill-7", limit=20, what="the name that a client set")
+    device.wait_for(lambda: avahi_name(connected) == "mill-7", limit=60, what="the name that a client set")
 
     device.write("/proc/sys/kernel/hostname", "press-9\n")
-    device.wait_for(lambda: avahi_name(connected) == "press-9", limit=20, what="the name that another program set")
+    device.wait_for(lambda: avahi_name(connected) == "press-9", limit=60, what="the name that another program set")
 
 
 def test_connman_that_is_there_before_the_daemon_is_read_at_once(connected_device, connected):
@@ -142,7 +142,7 @@ def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
     device = connected_device
     connected.write(**STATIC)
     assert connected.save()
-    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=60, what="the static address")
     # which connman does a moment later, under another name at first
     stored = ["grep", "-rqF", "--include=settings", "192.168.10.7", "/var/lib/connman"]
     device.wait_for(lambda: device.exec(stored).returncode == 0, what="connman to keep the address")
@@ -150,5 +150,5 @@ def test_a_power_cycle_keeps_the_static_address(connected_device, connected):
 
     device.power_cycle()
 
-    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=20, what="the static address again")
+    device.wait_for(lambda: addresses(device) == ["192.168.10.7/24"], limit=60, what="the static address again")
     assert device.read("/etc/network/interfaces") == interfaces_file(STATIC_STANZA)

@@ -211,7 +211,7 @@ def test_a_reboot_saves_the_settings_first(own_device, network):
 
     network.bus.send("/loader", "reboot")
 
-    own_device.wait_for(lambda: own_device.boots == 2, limit=20, what="the reboot")
+    own_device.wait_for(lambda: own_device.boots == 2, limit=60, what="the reboot")
     assert own_device.read(FILE) == interfaces_file(static_stanza())
     calls = [each["call"] for each in own_device.platform_log()]
     calls = calls[calls.index("SystemEvent.networkAddressChange") :]

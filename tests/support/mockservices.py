@@ -31,7 +31,7 @@ class Mock:
         command = ["/usr/bin/python3", "-m", "dbusmock", "--system", "--template", self.template]
         self.process = subprocess.Popen(command, env=environment, stdout=subprocess.DEVNULL)
         # The name comes before the template has been loaded.
-        self.device.wait_for(self.ready, limit=20, what=f"{self.name} to answer")
+        self.device.wait_for(self.ready, limit=60, what=f"{self.name} to answer")
         return self
 
     def __exit__(self, *exception):
