@@ -13,6 +13,7 @@ from simdevice import PROJECT
 
 CHECK = os.path.join(PROJECT, "packaging/nodekeep-check-image")
 KNOWN = pathlib.Path(CHECK).read_text()
+GUIDE = pathlib.Path(PROJECT, "docs/integration.md").read_text()
 
 # Each thing that an image needs: the beginning of the line that names it, and what that says does not work.
 PROGRAMS = {
@@ -365,7 +366,7 @@ def sources():
     return "".join(path.read_text() for path in pathlib.Path(PROJECT, "src").rglob("*") if path.is_file())
 
 
-def test_every_program_that_the_daemon_runs_is_looked_for():
+def test_every_program_that_the_daemon_runs_is_looked_for_and_told():
     text = sources()
     programs = set(re.findall(r'(?:[rR]un\w*Tool|[sS]tartTool|toolOutput)\((?:\*?\w+, )?u"([^"]+)"', text))
     programs |= set(re.findall(r'"(/s?bin/[^"]+)"', text))
@@ -373,14 +374,16 @@ def test_every_program_that_the_daemon_runs_is_looked_for():
 
     for program in programs:
         assert re.search(rf"^ +{'program' if program.startswith('/') else 'tool'} {program} ", KNOWN, re.M), program
+        assert f"`{program}`" in GUIDE, program
 
 
-def test_every_job_that_the_daemon_starts_or_stops_is_looked_for():
+def test_every_job_that_the_daemon_starts_or_stops_is_looked_for_and_told():
     jobs = set(re.findall(r'(?:Upstart::(?:start|stop)\(u"|job = u"|/jobs/)(\w+)', sources()))
     assert len(jobs) >= 8
 
     for job in jobs:
         assert re.search(rf"^ +job {job.replace('_2d', '-')} ", KNOWN, re.M), job
+        assert f"`{job.replace('_2d', '-')}`" in GUIDE, job
 
 
 def test_every_service_that_the_daemon_calls_is_looked_for():
