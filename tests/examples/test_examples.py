@@ -1,0 +1,78 @@
+"""The clients in examples/ do what they say, on a device as on the machine beside it."""
+
+import os
+import subprocess
+
+import pytest
+from simdevice import PROJECT
+
+EXAMPLES = {"shell": "{}", "python": "{}.py"}
+
+
+@pytest.fixture(params=EXAMPLES)
+def example(request):
+    """Runs an example on the machine, as a client of the device's bus, and returns the CompletedProcess."""
+
+    def run(device, name, *arguments):
+        path = os.path.join(PROJECT, "examples", request.param, EXAMPLES[request.param].format(name))
+        environment = {"PATH": "/usr/bin:/bin", "DBUS_SYSTEM_BUS_ADDRESS": device.bus_address}
+        return subprocess.run(
+            [path, *arguments], env=environment, capture_output=True, text=True, timeout=120, check=False
+        )
+
+    return run
+
+
+def output(result):
+    assert (result.returncode, result.stderr) == (0, "")
+    return result.stdout
+
+
+def test_the_host_name_is_told_changed_and_refused(device, example):
+    device.write("/proc/sys/kernel/hostname", "node-4712\n")
+    assert output(example(device, "hostname")) == "node-4712\n"
+
+    assert output(example(device, "hostname", "mill-7")) == ""
+    assert device.read("/etc/hostname") == "mill-7\n"
+
+    refused = example(device, "hostname", "mill_7")
+    assert refused.returncode == 1
+    assert refused.stderr == 'The device does not take the name "mill_7" and stays "mill-7".\n'
+
+
+def test_an_address_is_saved(device, example):
+    output(example(device, "address", "192.168.10.7", "255.255.255.0", "192.168.10.1", "192.168.10.2"))
+    interfaces = device.read("/etc/network/interfaces")
+    assert "iface eth0 inet static\n   address 192.168.10.7\n" in interfaces
+    assert "#nameserver 192.168.10.2\n" in interfaces
+    assert "eth0.ipaddr=192.168.10.7\n" in device.flash["config"]
+
+    refused = example(device, "address", "192.168.10", "255.255.255.0", "192.168.10.1")
+    assert refused.returncode == 1
+    assert refused.stderr == "One of these is no address: 192.168.10 255.255.255.0 192.168.10.1\n"
+    assert device.read("/etc/network/interfaces") == interfaces
+    assert example(device, "address").returncode == 2
+
+    output(example(device, "address", "dhcp"))
+    assert "iface eth0 inet dhcp\n" in device.read("/etc/network/interfaces")
+    assert "ip=dhcp\n" in device.flash["config"]
+
+
+def test_an_update_is_followed_to_its_end(own_device, example, tmp_path):
+    (tmp_path / "image").write_bytes(os.urandom(100_000))
+    images = ["--linuximage", tmp_path / "image", "--root", tmp_path / "image", "-o", tmp_path / "package"]
+    subprocess.run([os.path.join(PROJECT, "device/mkpackage"), "--version", "4.3", *images], check=True)
+    package = (tmp_path / "package").read_bytes()
+    own_device.write("/tmp/web-fwupdate", package)
+
+    stages = output(example(own_device, "update", "/tmp/web-fwupdate")).splitlines()
+
+    assert stages[:4] == [
+        "[1/6] announcing /tmp/web-fwupdate",
+        "[2/6] unpacking and testing",
+        "[3/6] starting /loader/fwupdate0, version 4.3",
+        "[4/6] the boot stage writes the images",
+    ]
+    assert stages[-1] == "[6/6] up with version 4.3"
+    assert own_device.boots == 3
+    assert not own_device.exists("/tmp/web-fwupdate")
