@@ -6,18 +6,46 @@ import subprocess
 import pytest
 from simdevice import PROJECT
 
-EXAMPLES = {"shell": "{}", "python": "{}.py"}
+# One is built first, which no second worker has to do.
+pytestmark = pytest.mark.xdist_group("test_examples")
+
+EXAMPLES = os.path.join(PROJECT, "examples")
 
 
-@pytest.fixture(params=EXAMPLES)
+@pytest.fixture(scope="module")
+def built(tmp_path_factory):
+    """The client in C++."""
+    place = tmp_path_factory.mktemp("client")
+    options = ["-G", "Ninja", "-D", "CMAKE_UNITY_BUILD=ON", "--log-level=WARNING"]
+    for command in (["cmake", "-S", f"{EXAMPLES}/qt", "-B", place, *options], ["cmake", "--build", place]):
+        result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+        assert result.returncode == 0, result.stdout
+    return str(place / "nodekeep-client")
+
+
+def command(language, name, request):
+    match language:
+        case "shell":
+            return [f"{EXAMPLES}/shell/{name}"]
+        case "python":
+            return [f"{EXAMPLES}/python/{name}.py"]
+        case "qt":
+            return [request.getfixturevalue("built"), name]
+
+
+@pytest.fixture(params=sorted(os.listdir(EXAMPLES)))
 def example(request):
     """Runs an example on the machine, as a client of the device's bus, and returns the CompletedProcess."""
 
     def run(device, name, *arguments):
-        path = os.path.join(PROJECT, "examples", request.param, EXAMPLES[request.param].format(name))
-        environment = {"PATH": "/usr/bin:/bin", "DBUS_SYSTEM_BUS_ADDRESS": device.bus_address}
+        environment = {"PATH": "/usr/bin:/bin", "LANG": "C.UTF-8", "DBUS_SYSTEM_BUS_ADDRESS": device.bus_address}
         return subprocess.run(
-            [path, *arguments], env=environment, capture_output=True, text=True, timeout=120, check=False
+            [*command(request.param, name, request), *arguments],
+            env=environment,
+            capture_output=True,
+            text=True,
+            timeout=120,
+            check=False,
         )
 
     return run
