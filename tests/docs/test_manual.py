@@ -174,4 +174,4 @@ def test_interface_files_and_manual_are_installed(stage):
 
     assert sorted(os.listdir(f"{share}/dbus-1/interfaces")) == [f"{name}.xml" for name in names]
     assert sorted(os.listdir(f"{share}/man/man5")) == [f"{name}.5" for name in names]
-    assert os.listdir(f"{share}/man/man8") == ["nodekeep.8"]
+    assert sorted(os.listdir(f"{share}/man/man8")) == ["nodekeep-check-image.8", "nodekeep.8"]
