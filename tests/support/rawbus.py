@@ -118,7 +118,7 @@ class RawBus:
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.settimeout(60)
         self.socket.connect(device.bus_address.removeprefix("unix:path="))
-        self.socket.sendall(b"\0AUTH EXTERNAL %s\r\n" % str(os.getuid()).encode().hex().encode())
+        self.socket.sendall(b"\0AUTH EXTERNAL %s\r\n" % str(os.geteuid()).encode().hex().encode())
         self.expect(b"OK")
         self.socket.sendall(b"NEGOTIATE_UNIX_FD\r\n")
         self.expect(b"AGREE_UNIX_FD")
