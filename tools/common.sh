@@ -6,6 +6,7 @@ packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
     python3 python3-dbus python3-dbus-fast python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
+    python3-seccomp
     busybox git gnupg net-tools procps strace tzdata wget
     libavahi-core7 libbsd0 libdaemon0 libxtables12)
 
