@@ -1,72 +1,56 @@
-// A store of 10,000 lines, read and saved, beside the floor: the same bytes read, written and synced.
+// The store of a variable file, read, one value changed and saved; and the floor: its bytes read, written and synced.
+
+#include "Tasks.h"
 
 #include "bootenv/BareboxConfig.h"
 
-#include <benchmark/benchmark.h>
-
-#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 #include <unistd.h>
+
+#include <cstdio>
 
 using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int lineCount = 10000;
-
-const QString directory = u"/srv/bench/"_s;
-const QString fileName = u"store"_s;
-
-QByteArray storeContent()
+/** Rewrites the file in place, as the store does. */
+void copy(const QString &path)
 {
-    QByteArray content = "#!/bin/sh\n";
-    for (int line = 1; line < lineCount; ++line) {
-        if (line % 10 == 0)
-            content += "# what follows belongs together, group " + QByteArray::number(line / 10) + '\n';
-        else
-            content += "device.setting" + QByteArray::number(line) + "=\"value of setting " + QByteArray::number(line) +
-                       "\"\n";
-    }
-    return content;
-}
-
-void prepareStore()
-{
-    QDir().mkpath(directory);
-    QFile file(directory + fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(storeContent()) < 0)
-        qFatal("can't prepare the store to measure");
-}
-
-void parseAndSave(benchmark::State &state)
-{
-    prepareStore();
-    for ([[maybe_unused]] auto _ : state) {
-        BareboxConfig store(nullptr, directory, fileName);
-        store.save();
-    }
-}
-
-void readWriteAndSync(benchmark::State &state)
-{
-    prepareStore();
-    for ([[maybe_unused]] auto _ : state) {
-        QFile file(directory + fileName);
-        if (!file.open(QIODevice::ReadOnly))
-            qFatal("can't read the store to measure");
-        const QByteArray content = file.readAll();
-        file.close();
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(content) != content.size())
-            qFatal("can't write the store to measure");
-        file.flush();
-        ::fsync(file.handle());
-    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("can't read the store to measure");
+    const QByteArray content = file.readAll();
+    file.close();
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || file.write(content) != content.size())
+        qFatal("can't write the store to measure");
+    ::fsync(file.handle());
 }
 
 } // namespace
 
-BENCHMARK(readWriteAndSync)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(parseAndSave)->Unit(benchmark::kMillisecond)->UseRealTime();
+int main(int argc, char **argv)
+{
+    if (argc != 3) {
+        std::fprintf(stderr, "Usage: StoreBench FILE VARIABLE\n");
+        return 2;
+    }
+    const QFileInfo file(QString::fromLocal8Bit(argv[1]));
+    const QString variable = QString::fromLocal8Bit(argv[2]);
+    int changes = 0;
 
-BENCHMARK_MAIN();
+    const auto change = [&] {
+        // As long as any other one, so that the file keeps its size.
+        const QString value = QString::number(++changes).rightJustified(8, u'0');
+        return taskSeconds([&] {
+            BareboxConfig store(nullptr, file.path() + u'/', file.fileName());
+            store.set(variable, value);
+            store.save();
+        });
+    };
+    return serveTasks({
+        {"change", change},
+        {"copy", [&] { return taskSeconds([&] { copy(file.filePath()); }); }},
+    });
+}

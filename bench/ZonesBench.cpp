@@ -1,10 +1,11 @@
-// The tree of the machine's time zones as JSON text, beside the floor: a plain walk of the same directories.
+// The tree of the machine's time zones as JSON text, and the floor: a plain walk of the same directories.
+
+#include "Tasks.h"
 
 #include "logtime/ZoneTree.h"
 
-#include <benchmark/benchmark.h>
-
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -13,15 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void zoneTree(benchmark::State &state)
-{
-    qsizetype length = 0;
-    for ([[maybe_unused]] auto _ : state)
-        length = zoneTreeText(u"/usr/share/zoneinfo"_s).size();
-    state.counters["characters"] = static_cast<double>(length);
-}
-
-/** Finds out what each entry leads to and sorts the names, as any such list has to. */
+/** Finds out what each entry leads to and sorts the names, as any such list has to. @return how many files there are */
 size_t walk(const std::filesystem::path &directory)
 {
     std::vector<std::string> directories;
@@ -36,17 +29,21 @@ size_t walk(const std::filesystem::path &directory)
     return count;
 }
 
-void plainWalk(benchmark::State &state)
+/** @param work tells how much it has found: a machine without time zones measures nothing */
+template <typename Work> double secondsOfFinding(Work work)
 {
-    size_t files = 0;
-    for ([[maybe_unused]] auto _ : state)
-        files = walk("/usr/share/zoneinfo");
-    state.counters["files"] = static_cast<double>(files);
+    return taskSeconds([&] {
+        if (work() == 0)
+            std::exit(1);
+    });
 }
 
 } // namespace
 
-BENCHMARK(plainWalk)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(zoneTree)->Unit(benchmark::kMillisecond)->UseRealTime();
-
-BENCHMARK_MAIN();
+int main()
+{
+    return serveTasks({
+        {"tree", [] { return secondsOfFinding([] { return zoneTreeText(u"/usr/share/zoneinfo"_s).size(); }); }},
+        {"walk", [] { return secondsOfFinding([] { return walk("/usr/share/zoneinfo"); }); }},
+    });
+}

@@ -1,101 +1,135 @@
-#!/usr/bin/python3
-"""nodekeep beside a minimal Qt service, in one run on one bus: start-up, idle memory, latency of a property read.
+"""The daemon and the services that it is measured beside, as programs on the bus of a device without any other job."""
 
-Runs inside the simulated device. Prints each figure of both and their ratio.
-"""
+import contextlib
 import os
-import statistics
+import signal
 import subprocess
-import sys
 import time
+import typing
 
-import dbus
-import dbus.lowlevel
+PROGRAMS = os.environ.get("BENCH_PROGRAMS", "")
+PEERS = os.environ.get("BENCH_PEERS", "")  # where the packages are that are only unpacked
 
-STARTS = 15
-READS = 3000
-
-# program, bus name, interface of its object at /version
-NODEKEEP = ("/usr/sbin/nodekeep", "com.ozt.nodekeep", "local.Version")
+GET = ("org.freedesktop.DBus.Properties", "Get")
 
 
-def call_version(bus, name, interface):
-    message = dbus.lowlevel.MethodCallMessage(name, "/version", "org.freedesktop.DBus.Properties", "Get")
-    message.append(interface, "version", signature="ss")
-    bus.send_message_with_reply_and_block(message, 5.0)
+class Service(typing.NamedTuple):
+    label: str
+    command: list
+    question: tuple  # name, path, interface, member and texts of the call that it is asked
 
 
-def start(program):
-    return subprocess.Popen([program], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+NODEKEEP = Service(
+    "nodekeep", ["/usr/sbin/nodekeep"], ("com.ozt.nodekeep", "/version", *GET, "local.Version", "version")
+)
+MINIMAL = Service(
+    "minimal QtDBus service",
+    [f"{PROGRAMS}/MinimalService"],
+    ("com.ozt.minimal", "/version", *GET, "local.MinimalService", "version"),
+)
+MINIMAL_SDBUS = Service(
+    "minimal sd-bus service",
+    [f"{PROGRAMS}/MinimalSdBusService"],
+    ("com.ozt.minimal.sdbus", "/version", *GET, "local.MinimalService", "version"),
+)
+HOSTNAMED = Service(
+    "systemd-hostnamed",
+    ["/usr/lib/systemd/systemd-hostnamed"],
+    ("org.freedesktop.hostname1", "/org/freedesktop/hostname1", *GET, "org.freedesktop.hostname1", "Hostname"),
+)
+TIMEDATED = Service(
+    "systemd-timedated",
+    ["/usr/lib/systemd/systemd-timedated"],
+    ("org.freedesktop.timedate1", "/org/freedesktop/timedate1", *GET, "org.freedesktop.timedate1", "Timezone"),
+)
+CONNMAN = Service(
+    "connmand",
+    ["/usr/sbin/connmand", "--nodaemon", "--nodnsproxy"],
+    ("net.connman", "/", "net.connman.Manager", "GetProperties"),
+)
+RAUC_CONFIGURATION = "/etc/rauc.conf"
+RAUC = Service(
+    "rauc service",
+    [f"{PEERS}/usr/bin/rauc", f"--conf={RAUC_CONFIGURATION}", "--override-boot-slot=A", "service"],
+    ("de.pengutronix.rauc", "/", *GET, "de.pengutronix.rauc.Installer", "Operation"),
+)
 
 
-def wait_for_answer(bus, name, interface):
-    while True:
-        try:
-            return call_version(bus, name, interface)
-        except dbus.exceptions.DBusException:
-            time.sleep(0.0002)  # the name is not there yet
+def all_peers():
+    """Those that can be started here."""
+    os.makedirs("/run/connman", exist_ok=True)
+    with open(RAUC_CONFIGURATION, "w", encoding="ascii") as file:
+        file.write("[system]\ncompatible=bench\nbootloader=noop\n[slot.rootfs.0]\ndevice=/dev/null\nbootname=A\n")
+    peers = [MINIMAL, MINIMAL_SDBUS, HOSTNAMED, CONNMAN]
+    return peers + [RAUC] if os.path.exists(RAUC.command[0]) else peers
 
 
-def stop(process, bus, name):
-    process.terminate()
-    process.wait()
-    while bus.name_has_owner(name):
-        time.sleep(0.0002)
+def client(*words, environment=None):
+    """What BusClient answers, as a list of words."""
+    given = {**os.environ, **(environment or {})}
+    command = [f"{PROGRAMS}/BusClient", *map(str, words)]
+    return subprocess.run(command, env=given, stdout=subprocess.PIPE, text=True, check=True).stdout.split()
 
 
-def start_up_ms(bus, program, name, interface):
-    begin = time.perf_counter()
-    process = start(program)
-    wait_for_answer(bus, name, interface)
-    took = time.perf_counter() - begin
-    stop(process, bus, name)
-    return took * 1000
+class Process:
+    """What a process of this device has used so far, of all its threads; those that have ended count no more."""
+
+    def __init__(self, pid):
+        self.pid = pid
+
+    def processor_seconds(self):
+        return sum(int(words.split()[0]) for words in self.of_threads("schedstat")) / 1e9
+
+    def wake_ups(self):
+        """How often its threads were given a processor."""
+        return sum(int(words.split()[2]) for words in self.of_threads("schedstat"))
+
+    def of_threads(self, name):
+        threads = os.listdir(f"/proc/{self.pid}/task")
+        for thread in threads:
+            with contextlib.suppress(FileNotFoundError), open(f"/proc/{self.pid}/task/{thread}/{name}") as file:
+                yield file.read()
+
+    def settle(self, still):
+        """Waits until it has had nothing to do for so many seconds."""
+        end = time.monotonic() + 60
+        before = None
+        while (now := self.wake_ups()) != before:
+            if time.monotonic() > end:
+                raise TimeoutError(f"process {self.pid} does not come to rest")
+            before = now
+            time.sleep(still)
+
+    def own_kib(self):
+        """Its private dirty memory. The device's own programs lie in memory, where pages count as dirty that nobody has
+        changed: what counts here is what the process has written."""
+        with open(f"/proc/{self.pid}/smaps_rollup", encoding="ascii") as rollup:
+            return next(int(line.split()[1]) for line in rollup if line.startswith("Anonymous:"))
 
 
-def memory_kib(pid):
-    with open(f"/proc/{pid}/smaps_rollup", encoding="ascii") as rollup:
-        return next(int(line.split()[1]) for line in rollup if line.startswith("Pss:"))
+class Running(Process):
+    """A service from its start to its end. Process 1 is its parent."""
 
+    def __init__(self, service, environment=None):
+        self.question = service.question
+        answer = client("start", *service.question, "--", *service.command, environment=environment)
+        self.start_seconds = float(answer[0])
+        super().__init__(int(answer[1]))
 
-def idle_memory_and_latency(bus, program, name, interface):
-    process = start(program)
-    wait_for_answer(bus, name, interface)
-    memory = memory_kib(process.pid)
-    times = []
-    for _ in range(READS):
-        begin = time.perf_counter()
-        call_version(bus, name, interface)
-        times.append(time.perf_counter() - begin)
-    stop(process, bus, name)
-    return memory, statistics.median(times) * 1e6
+    def __enter__(self):
+        return self
 
+    def __exit__(self, *exception):
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(self.pid, signal.SIGTERM)
+            while True:
+                os.kill(self.pid, 0)
+                time.sleep(0.001)
 
-def main():
-    bus = dbus.SystemBus()
-    services = {"nodekeep": NODEKEEP, "minimal": (sys.argv[1], "com.ozt.minimal", "local.MinimalService")}
-    # Taken in turns, so that a machine that slows down slows both.
-    starts = {label: [] for label in services}
-    for _ in range(STARTS):
-        for label, service in services.items():
-            starts[label].append(start_up_ms(bus, *service))
-    rows = [("start-up to first answer, ms", *(statistics.median(starts[label]) for label in services))]
-    figures = [idle_memory_and_latency(bus, *service) for service in services.values()]
-    rows.append(("idle memory (Pss), KiB", figures[0][0], figures[1][0]))
-    rows.append(("property read, us", figures[0][1], figures[1][1]))
+    def single_seconds(self, count):
+        """How long a call takes, the median of so many."""
+        return float(client("single", count, *self.question)[0])
 
-    # What of the start-up is the boot environment's tool, which is the device's own and not the daemon's.
-    begin = time.perf_counter()
-    os.makedirs("/run/bench-env", exist_ok=True)
-    for _ in range(STARTS):
-        subprocess.run(["bareboxenv", "-l", "/run/bench-env", "/dev/mtdblock1"], check=True)
-    tool = (time.perf_counter() - begin) / STARTS * 1000
-
-    print(f"{'':32}{'nodekeep':>10}{'minimal':>10}{'ratio':>8}")
-    for title, own, floor in rows:
-        print(f"{title:32}{own:10.1f}{floor:10.1f}{own / floor:8.2f}")
-    print(f"{'of the start-up, bareboxenv, ms':32}{tool:10.1f}")
-
-
-if __name__ == "__main__":
-    main()
+    def pipelined_seconds(self, count):
+        """How long a call takes when a hundred are under way, the mean of so many."""
+        return float(client("pipelined", count, *self.question)[0])

@@ -3,7 +3,7 @@
 # shellcheck disable=SC2034 # the colours are for those who source this
 
 packages=(
-    cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libgtest-dev libgmock-dev
+    cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libsystemd-dev libgtest-dev libgmock-dev
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
     python3 python3-dbus python3-dbus-fast python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
     python3-seccomp
