@@ -11,7 +11,9 @@ import importlib
 import json
 import os
 import subprocess
+import sys
 
+import baseline
 import page
 import simdevice
 from report import table_text
@@ -73,6 +75,7 @@ class Bench:
 def arguments():
     parser = argparse.ArgumentParser(prog="bench/run")
     parser.add_argument("--quick", action="store_true")
+    parser.add_argument("--accept", action="store_true")
     parser.add_argument("--stage", required=True)
     parser.add_argument("--programs", required=True)
     parser.add_argument("--peers", default="")
@@ -82,6 +85,8 @@ def arguments():
     unknown = set(given.figures) - set(known)
     if unknown:
         parser.error(f"there is no {', '.join(sorted(unknown))}; there are {', '.join(known)}")
+    if given.accept and (not given.quick or given.figures):
+        parser.error("--accept goes with --quick alone")
     return given
 
 
@@ -99,12 +104,34 @@ def measure_all(bench, names):
     return rows
 
 
+def check_all(bench, names):
+    """Whether no ratio is worse than it was, in two tries."""
+    known = baseline.read()
+    found = []
+    for name in names:
+        rows = bench.rows(name)
+        if baseline.worse(rows, known):
+            rows = [both(*pair) for pair in zip(rows, bench.rows(name), strict=True)]
+        show(name, rows)
+        found += baseline.worse(rows, known)
+    print("\n".join(f"worse: {line}" for line in found) or "No ratio is worse by half than it was.")
+    return not found
+
+
+def both(row, again):
+    return row._replace(values={label: [*taken, *again.values[label]] for label, taken in row.values.items()})
+
+
 def main():
     given = arguments()
     bench = Bench(given.stage, given.programs, given.peers, given.quick)
     load = os.getloadavg()[0]
+    if given.quick and not given.accept:
+        sys.exit(0 if check_all(bench, given.figures or QUICK) else 1)
     rows = measure_all(bench, given.figures or (QUICK if given.quick else FIGURES))
-    if not given.quick and not given.figures:
+    if given.accept:
+        baseline.accept(rows)
+    elif not given.figures:
         profile = measure_all(bench, ["profile"])
         page.write(rows, profile, sizes(f"{given.stage}/usr/sbin/nodekeep"), load)
 

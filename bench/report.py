@@ -1,4 +1,4 @@
-"""What was measured, as tables for people."""
+"""What was measured, as tables for people and as the ratios that a change of the daemon is judged by."""
 
 import statistics
 
@@ -40,3 +40,13 @@ def table_text(rows):
 
 def table_markdown(head, lines):
     return "".join(f"| {' | '.join(line)} |\n" for line in [head, ["---"] * len(head), *lines])
+
+
+def ratios(rows, take):
+    """By name, of what `take` makes of the values of each."""
+    found = {}
+    for row in rows:
+        (_, own), *peers = row.values.items()
+        for peer, values in peers:
+            found[", ".join(filter(None, (row.figure, row.case, peer)))] = take(own) / take(values)
+    return found
