@@ -7,7 +7,7 @@ packages=(
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
     python3 python3-dbus python3-dbus-fast python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
     python3-seccomp
-    busybox git gnupg net-tools procps strace tzdata wget
+    abigail-tools busybox git gnupg net-tools procps strace tzdata wget
     libavahi-core7 libbsd0 libdaemon0 libxtables12)
 
 # Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
