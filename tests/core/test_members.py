@@ -9,8 +9,8 @@ import interfacefile
 import pytest
 from busclient import PROPERTIES, SERVICE, BusClient
 from dbus.mainloop.glib import DBusGMainLoop
-from gi.repository import GLib
 from insidetools import shell
+from mainloop import turned
 from objecttree import INTERFACES
 from simdevice import PROJECT
 
@@ -91,6 +91,7 @@ def test_no_change_of_a_property_is_announced(device, client):
 
     assert client.get("/loader", "local.FwUpdateSettings", "onlyUploadFirmware")
     client.connection.send_message(last_signal())
-    device.wait_for(lambda: GLib.MainContext.default().iteration(False) and LAST in heard, what="the last signal")
+    client.connection.flush()
+    device.wait_for(lambda: turned() and LAST in heard, what="the last signal")
     assert heard == [LAST]
     listener.close()

@@ -8,7 +8,7 @@ import dbus.bus
 import pytest
 import simdevice
 from dbus.mainloop.glib import DBusGMainLoop
-from gi.repository import GLib
+from mainloop import turned
 
 EXAMPLE = os.path.join(simdevice.PROJECT, "examples/platform")
 TOOL = os.path.join(simdevice.PROJECT, "tools/abi")
@@ -65,7 +65,7 @@ def test_the_daemon_tells_it_the_events(device, client):
 
     client.set("/system", "local.System", "hostname", "weir-3")
 
-    device.wait_for(lambda: GLib.MainContext.default().iteration(False) and heard, what="the event")
+    device.wait_for(lambda: turned() and heard, what="the event")
     assert heard == [("weir-3", "/")]
     listener.close()
 
