@@ -28,7 +28,7 @@ def measured(lines, quick):
     with Tasks(f"{PROGRAMS}/StoreBench", store, CHANGED) as own:
         takes = {
             "nodekeep": lambda: own.seconds("change"),
-            "dd conv=fsync": lambda: command_seconds("dd", f"if={edited}", f"of={copied}", "bs=1M", "conv=fsync"),
+            "dd conv=fsync": lambda: command_seconds("dd", f"if={edited}", f"of={copied}", "conv=fsync"),
         }
         if not quick:
             takes["read, write, fsync"] = lambda: own.seconds("copy")
