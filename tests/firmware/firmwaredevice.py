@@ -1,6 +1,8 @@
 """A device as a bus client sees it who deals in firmware."""
 
+import contextlib
 import json
+import subprocess
 
 import simdevice
 import web
@@ -20,6 +22,11 @@ class FirmwareDevice(simdevice.SimulatedDevice):
         """The first value of the answer, None for an empty one."""
         answer = self.busctl("--timeout=60", "call", SERVICE, path, interface, method, signature, *args)
         return json.loads(answer)["data"][0] if answer.strip() else None
+
+    def call_to_the_end(self, *call):
+        """A call that has the device reboot, which may come ahead of the answer."""
+        with contextlib.suppress(subprocess.CalledProcessError):
+            self.call(*call)
 
     def get(self, path, interface, name):
         return json.loads(self.busctl("get-property", SERVICE, path, interface, name))["data"]

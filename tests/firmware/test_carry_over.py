@@ -55,7 +55,7 @@ def test_settings_survive_an_update(device: FirmwareDevice, make_package):
     device.upload(make_package("--version", "4.3"))
     device.wait_told(TAKEN)
 
-    device.call("/loader/fwupdate0", "local.NandUpdate", "startUpdate")
+    device.call_to_the_end("/loader/fwupdate0", "local.NandUpdate", "startUpdate")
 
     device.wait_boots(3)
     assert device.get("/system", "local.System", "oztversion") == "4.3"

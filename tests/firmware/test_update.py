@@ -14,7 +14,7 @@ def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice,
     device.wait_told(TAKEN)
     log_before = len(device.daemon_log())
 
-    device.call("/loader/fwupdate0", RECORD, "startUpdate")
+    device.call_to_the_end("/loader/fwupdate0", RECORD, "startUpdate")
 
     device.wait_boots(3)
     assert device.get("/system", "local.System", "oztversion") == "4.3"
@@ -141,7 +141,7 @@ def test_reboot_without_a_marker_and_without_a_network_object_does_all_the_rest(
 def test_a_firmware_without_images_boots_the_old_system(device: FirmwareDevice):
     device.write("/srv/fwupdate/fwupdate5/control", "VERSION=5\n")
 
-    device.call(*MANAGER, "startUpdateNand", "s", "fwupdate5")
+    device.call_to_the_end(*MANAGER, "startUpdateNand", "s", "fwupdate5")
 
     device.wait_boots(2)
     assert device.get("/system", "local.System", "oztversion") == "4.2.0"
