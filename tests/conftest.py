@@ -31,8 +31,9 @@ def pytest_addoption(parser):
 def pytest_configure(config):
     config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs first")
     config.addinivalue_line("markers", "ends_daemon: leaves the daemon ended, on purpose")
-    # A shell has all that it starts in the background ignore Ctrl-C, which tests send to what they start.
-    signal.signal(signal.SIGINT, signal.default_int_handler)
+    if not hasattr(config, "workerinput"):  # workers have it from here, and may not run on a main thread
+        # A shell has all that it starts in the background ignore Ctrl-C, which tests send to what they start.
+        signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def pytest_collection_modifyitems(items):
