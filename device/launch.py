@@ -5,16 +5,10 @@ import os
 import subprocess
 import sys
 
-PROJECT = os.path.dirname(os.path.dirname(os.path.realpath(__file__)))
-
-# Services of its own that the machine does not have installed.
-PACKAGES = os.path.join(PROJECT, "build/device-packages")
-
-# The boot environment of a new device.
-DEFAULT_ENV = os.path.join(PROJECT, "device/default-env")
+import places
 
 # Some modules serve both sides of the sandbox's wall.
-sys.path.insert(0, os.path.join(PROJECT, "device/rootfs/usr/lib/nodekeep-device"))
+sys.path.insert(0, os.path.join(places.ROOTFS, "usr/lib/nodekeep-device"))
 
 # What a caller may hand on to the programs inside; all else of his environment stays outside.
 PASSED_ON = (
@@ -106,22 +100,21 @@ def spawn(
         "started": started,
         "env": command_environment(env) if command else {**passed_on_environment(), **(env or {})},
         "ready": ready,
-        "flash": DEFAULT_ENV,
+        "flash": places.DEFAULT_ENV,
         "machine": machine,
     }
-    read_only = [path for path in (PROJECT, install) if os.path.isdir(path)]
+    read_only = [path for path in (places.SEEN_INSIDE, install) if os.path.isdir(path)]
     counted = [os.environ["GCOV_PREFIX"]] if "GCOV_PREFIX" in os.environ else []
     environment = {
         **BASE_ENVIRONMENT,
         "DEVICE_STATE": state or "",
         "DEVICE_INSTALL": install,
-        "DEVICE_PACKAGES": PACKAGES,
-        "DEVICE_PROJECT": PROJECT,
+        "DEVICE_PACKAGES": places.PACKAGES,
         "DEVICE_HOST_NAMESPACES": " ".join(machine),
         "DEVICE_READ_ONLY": "\n".join(read_only),
         "DEVICE_WRITABLE": "\n".join([*writable, *counted]),
     }
-    boot = [*UNSHARE, "--", os.path.join(PROJECT, "device/boot"), json.dumps(options)]
+    boot = [*UNSHARE, "--", os.path.join(places.DEVICE, "boot"), json.dumps(options)]
     passed = [fd for fd in (*keep, ready) if fd is not None]
     return subprocess.Popen(
         [*DIE_WITH_PARENT, *boot] if attached else boot, env=environment, cwd="/", pass_fds=passed, **popen

@@ -7,9 +7,10 @@ import subprocess
 import sys
 
 import launch
+import places
 from launch import DeviceError
 
-FORWARDER = os.path.join(launch.PROJECT, "device/forwarder")
+FORWARDER = os.path.join(places.DEVICE, "forwarder")
 # Network managers leave interfaces of such a name alone.
 LINK_NAME = "ve-dut{}"
 

@@ -11,16 +11,15 @@ import time
 
 import launch
 from inspection import Inspection, machine_pids, wait_for
-from launch import PROJECT, DeviceError, require_root
+from launch import DeviceError, require_root
 from links import Links
+from places import DEFAULT_INSTALL, DEFAULT_STATE, DEVICE, PACKAGES, PROJECT
 from state import State
 
 import control
 
-__all__ = ["DeviceError", "SimulatedDevice", "machine_pids", "require_root", "wait_for"]
+__all__ = ["DEFAULT_INSTALL", "PROJECT", "DeviceError", "SimulatedDevice", "machine_pids", "require_root", "wait_for"]
 
-DEFAULT_STATE = os.path.join(PROJECT, "build/device")
-DEFAULT_INSTALL = os.path.join(PROJECT, "build/release/stage")
 SERVICE = "com.ozt.nodekeep"
 DAEMON = "usr/sbin/nodekeep"
 START_LIMIT = 30.0
@@ -93,6 +92,10 @@ class SimulatedDevice(Inspection, Links):
         """
         if daemon and not os.access(os.path.join(self.install, DAEMON), os.X_OK):
             raise DeviceError(f"no daemon is installed in {self.install}: build it and install it there first")
+        if network and not os.path.isdir(PACKAGES):
+            raise DeviceError(
+                f"nothing is in {PACKAGES}: call {DEVICE}/fetch-services {PACKAGES}, or start without a network"
+            )
         self.log_start = len(self.daemon_log())
         ready, ready_end = os.pipe()
         with self.locked() as lock, open(self.state.path("log/boot.log"), "wb") as log:

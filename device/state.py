@@ -15,7 +15,8 @@ import os
 import shutil
 import time
 
-from launch import DEFAULT_ENV, DeviceError
+from launch import DeviceError
+from places import DEFAULT_ENV
 
 import flashimage
 

@@ -10,9 +10,8 @@ packages=(
     abigail-tools busybox git gnupg net-tools procps strace tzdata wget
     libavahi-core7 libbsd0 libdaemon0 libxtables12)
 
-# Services that run inside the device alone. Installed, they would take over the machine's own network, so they are only
-# unpacked; the libraries that they need stand above.
-device_packages=(connman avahi-daemon ntpsec)
+# Services that run inside the device alone are only unpacked; the libraries that they need stand above.
+mapfile -t device_packages <device/packages.list
 
 # Colours are for people at a terminal, not for files.
 if [ -t 1 ]; then
@@ -168,24 +167,11 @@ unpack() {
     local root=build/device-packages
     [ "$(cat $root.list 2>/dev/null)" != "${device_packages[*]}" ] || return 0 # another run was faster
     say "Unpacking for the device: ${device_packages[*]}"
-    rm -rf $root $root.list
-    mkdir -p $root/archives
-    (
-        cd $root/archives
-        apt-get download -q "${device_packages[@]}" >/dev/null 2>&1 || {
-            apt update >/dev/null
-            apt-get download -q "${device_packages[@]}" >/dev/null 2>&1
-        }
-    ) || die "Packages can't be fetched: check the network and this machine's package sources, then try again."
-    for archive in "$root"/archives/*.deb; do
-        dpkg-deb -x "$archive" $root
-    done
-    # Of "/etc" the services read their own directories; units and bus activation are for the machine's service manager.
-    mv $root/etc $root/archives/etc
-    mkdir $root/etc
-    mv $root/archives/etc/{avahi,connman,ntpsec} $root/etc/
-    # shellcheck disable=SC2115 # set above, and never empty
-    rm -rf $root/archives $root/lib $root/usr/share/dbus-1/system-services $root/usr/share/doc
+    rm -f $root.list
+    device/fetch-services $root >/dev/null 2>&1 || {
+        apt update >/dev/null
+        device/fetch-services $root >/dev/null 2>&1
+    } || die "Packages can't be fetched: check the network and this machine's package sources, then try again."
     echo "${device_packages[*]}" >$root.list
 }
 

@@ -211,6 +211,13 @@ def test_the_log_tells_what_the_daemon_ended_with_before_a_boot(device):
     assert "the daemon ended with status -9\n" in device.host_log("device.log")
 
 
+def test_a_network_without_its_services_is_refused(make_device, monkeypatch):
+    monkeypatch.setattr(simdevice, "PACKAGES", "/nowhere")
+
+    with pytest.raises(simdevice.DeviceError, match="fetch-services"):
+        make_device().start(daemon=False, network=True)
+
+
 def test_the_files_of_a_stopped_device_can_be_read_and_written(make_device):
     device = make_device()
 

@@ -19,8 +19,9 @@ def dropped(symbol):
 def tree(tmp_path):
     """The tool with a kept interface of its own."""
     shutil.copytree(os.path.join(PROJECT, "packaging/abi"), tmp_path / "packaging/abi")
-    (tmp_path / "tools").mkdir()
-    for name in ("tools/abi", "tools/common.sh"):
+    for folder in ("tools", "device"):
+        (tmp_path / folder).mkdir()
+    for name in ("tools/abi", "tools/common.sh", "device/packages.list"):
         shutil.copy2(os.path.join(PROJECT, name), tmp_path / name)
     return tmp_path
 

@@ -39,8 +39,8 @@ class Tree:
     def __init__(self, path):
         self.path = path
         self.project = path / "project"
-        (self.project / "tools").mkdir(parents=True)
-        for name in ("tools/bare-machine", "tools/common.sh"):
+        for name in ("tools/bare-machine", "tools/common.sh", "device/packages.list"):
+            (self.project / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy2(os.path.join(PROJECT, name), self.project / name)
         (self.project / "committed").write_text("as committed\n")
         (self.project / ".gitignore").write_text("/build/\n")
@@ -116,7 +116,7 @@ def test_the_tree_is_the_last_commit_with_what_has_been_changed_since(tree):
     (tree.project / "committed").write_text("changed\n")
     (tree.project / "unknown").write_text("not added\n")
 
-    assert tree.run("sh", "-c", "cat committed; ls") == (0, ["changed", "committed", "tools"])
+    assert tree.run("sh", "-c", "cat committed; ls") == (0, ["changed", "committed", "device", "tools"])
 
 
 def test_arguments_arrive_as_they_are(tree):

@@ -42,7 +42,7 @@ class Place:
         path.chmod(0o755)
         for name in ("programs", "fakes", "tmp", "layers", "project/tools", "project/device"):
             (path / name).mkdir(parents=True)
-        for name in ("run", "test", "tools/common.sh"):
+        for name in ("run", "test", "tools/common.sh", "device/fetch-services", "device/packages.list"):
             shutil.copy2(os.path.join(simdevice.PROJECT, name), path / "project" / name)
         for directory in ("/usr/bin", "/usr/sbin"):
             for program in os.listdir(directory):
