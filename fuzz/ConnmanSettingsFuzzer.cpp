@@ -22,7 +22,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr qsizetype maxLines = 50;
-constexpr qsizetype maxNesting = 20; // of variants the bus takes 64
+constexpr qsizetype maxNesting = 15; // a map counts thrice of the 64 that the bus takes
 
 /** A value of the type that the letters tell, the outer ones first. */
 QVariant valueOf(QByteArrayView type, const QByteArray &text)
