@@ -15,6 +15,10 @@ class System(dbus.service.Object):
     def environment(self, name):
         return os.environ.get(name, "")
 
+    @dbus.service.method("local.System", in_signature="v", out_signature="s")
+    def typeOf(self, value):
+        return type(value).__name__
+
     @dbus.service.method("local.System")
     def crash(self):
         os.kill(os.getpid(), signal.SIGABRT)

@@ -60,6 +60,22 @@ def test_values_may_be_texts(device):
     assert [(call["job"], call["env"], call["wait"]) for call in device.upstart_log()] == [("ntp", ["a=b"], True)]
 
 
+def test_a_property_is_told_as_its_value(device):
+    get = (BUS[0], "org.freedesktop.DBus.Properties", "Get", "ss")
+    answer = web.call(device, *get, "org.freedesktop.DBus", "Interfaces", service=BUS_SERVICE)
+
+    assert "org.freedesktop.DBus.Monitoring" in answer["result"]
+
+
+def test_a_variant_has_the_type_that_json_knows(make_device):
+    device = make_device()
+    device.start()
+
+    values = {"String": "true", "Boolean": True, "Int32": -7, "Double": 0.5}
+    for kind, value in values.items():
+        assert web.call(device, "/system", "local.System", "typeOf", "v", value)["result"] == kind
+
+
 def test_an_error_of_the_bus_is_told(device):
     error = web.call(device, *BUS, "NoSuchMethod", service=BUS_SERVICE)["error"]
 
