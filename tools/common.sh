@@ -4,7 +4,7 @@
 
 packages=(
     cmake ninja-build g++ pkg-config qt6-base-dev libudev-dev libsystemd-dev libgtest-dev libgmock-dev
-    dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2
+    dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2 nodejs
     python3 python3-dbus python3-dbus-fast python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
     python3-seccomp
     abigail-tools busybox git gnupg net-tools procps strace tzdata wget

@@ -23,7 +23,7 @@ def built(tmp_path_factory):
     return str(place / "nodekeep-client")
 
 
-def command(language, name, request):
+def command(language, name, device, request):
     match language:
         case "shell":
             return [f"{EXAMPLES}/shell/{name}"]
@@ -31,16 +31,23 @@ def command(language, name, request):
             return [f"{EXAMPLES}/python/{name}.py"]
         case "qt":
             return [request.getfixturevalue("built"), name]
+        case "javascript":
+            return [*device.into_network(), f"{EXAMPLES}/javascript/{name}.mjs", "http://127.0.0.1"]
 
 
-@pytest.fixture(params=["python", "qt", "shell"])
-def example(request):
+@pytest.fixture(params=["javascript", "python", "qt", "shell"])
+def language(request):
+    return request.param
+
+
+@pytest.fixture
+def example(language, request):
     """Runs an example on the machine, as a client of the device's bus, and returns the CompletedProcess."""
 
     def run(device, name, *arguments):
         environment = {"PATH": "/usr/bin:/bin", "LANG": "C.UTF-8", "DBUS_SYSTEM_BUS_ADDRESS": device.bus_address}
         return subprocess.run(
-            [*command(request.param, name, request), *arguments],
+            [*command(language, name, device, request), *arguments],
             env=environment,
             capture_output=True,
             text=True,
@@ -86,17 +93,23 @@ def test_an_address_is_saved(device, example):
     assert "ip=dhcp\n" in device.flash["config"]
 
 
-def test_an_update_is_followed_to_its_end(own_device, example, tmp_path):
+@pytest.fixture
+def package(own_device, language, tmp_path):
+    """Firmware of version 4.3, by the name that the examples take: one uploads it, the others find it on the device."""
     (tmp_path / "image").write_bytes(os.urandom(100_000))
     images = ["--linuximage", tmp_path / "image", "--root", tmp_path / "image", "-o", tmp_path / "package"]
     subprocess.run([os.path.join(PROJECT, "device/mkpackage"), "--version", "4.3", *images], check=True)
-    package = (tmp_path / "package").read_bytes()
-    own_device.write("/tmp/web-fwupdate", package)
+    if language == "javascript":
+        return str(tmp_path / "package")
+    own_device.write("/tmp/web-fwupdate", (tmp_path / "package").read_bytes())
+    return "/tmp/web-fwupdate"
 
-    stages = output(example(own_device, "update", "/tmp/web-fwupdate")).splitlines()
+
+def test_an_update_is_followed_to_its_end(own_device, language, example, package):
+    stages = output(example(own_device, "update", package)).splitlines()
 
     assert stages[:4] == [
-        "[1/6] announcing /tmp/web-fwupdate",
+        f"[1/6] {'uploading' if language == 'javascript' else 'announcing'} {package}",
         "[2/6] unpacking and testing",
         "[3/6] starting /loader/fwupdate0, version 4.3",
         "[4/6] the boot stage writes the images",
