@@ -7,7 +7,7 @@ packages=(
     dbus-daemon dbus-bin dbus-system-bus-common systemd util-linux mount iproute2 nodejs
     python3 python3-dbus python3-dbus-fast python3-dbusmock python3-gi python3-ntp python3-pytest python3-pytest-xdist
     python3-seccomp
-    abigail-tools busybox git gnupg net-tools procps strace tzdata wget
+    abigail-tools busybox dpkg-dev git gnupg net-tools procps strace tzdata wget
     libavahi-core7 libbsd0 libdaemon0 libxtables12)
 
 # Services that run inside the device alone are only unpacked; the libraries that they need stand above.
