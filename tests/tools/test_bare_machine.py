@@ -119,6 +119,17 @@ def test_the_tree_is_the_last_commit_with_what_has_been_changed_since(tree):
     assert tree.run("sh", "-c", "cat committed; ls") == (0, ["changed", "committed", "device", "tools"])
 
 
+def test_what_is_to_be_brought_along_is_there(tree):
+    (tree.project / "build/made").mkdir(parents=True)
+    (tree.project / "build/made/file").write_text("made\n")
+
+    assert tree.run("--bring", "build/made", "cat", "build/made/file") == (0, ["made"])
+
+    process = tree.start("--bring", "build/none", "true")
+    assert process.communicate(timeout=60)[0] == "There is no build/none to be brought along.\n"
+    assert process.returncode == 1
+
+
 def test_arguments_arrive_as_they_are(tree):
     assert tree.run("sh", "-c", 'printf "<%s>\\n" "$@"', "sh", "a  b", "", "$HOME") == (0, ["<a  b>", "<>", "<$HOME>"])
 
