@@ -57,7 +57,7 @@ std::optional<QByteArray> readRegularFile(const QString &path)
         const qsizetype end = content.size();
         content.resize(end + pieceBytes);
         count = file.read(content.data() + end, pieceBytes);
-        content.truncate(end + qMax(count, qint64{0}));
+        content.truncate(end + static_cast<qsizetype>(qMax(count, qint64{0})));
         if (content.size() > maxFileBytes)
             return std::nullopt;
     }

@@ -31,7 +31,7 @@ public:
 protected:
     qint64 readData(char *data, qint64 maxSize) override
     {
-        const QByteArray piece = text.mid(pos(), maxSize);
+        const QByteArray piece = text.mid(static_cast<qsizetype>(pos()), static_cast<qsizetype>(maxSize));
         std::copy(piece.begin(), piece.end(), data);
         return piece.size();
     }

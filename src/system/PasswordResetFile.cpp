@@ -15,7 +15,7 @@ QByteArray nextLine(QIODevice &text)
     // Room for the NUL behind it, for which the form of readLine that returns an array takes a byte off its limit.
     std::array<char, maxLineBytes + 1> buffer{};
     const qint64 length = text.readLine(buffer.data(), buffer.size());
-    return length > 0 ? QByteArray(buffer.data(), length) : QByteArray();
+    return length > 0 ? QByteArray(buffer.data(), static_cast<qsizetype>(length)) : QByteArray();
 }
 
 constexpr QByteArrayView hostnamePrefix = "hostname=";

@@ -30,7 +30,8 @@ void fillUpTo(qint64 left)
     const QByteArray head = R"({"args":[")";
     const QByteArray tail = R"("],"call":"Old.call","time":"2026-01-01T00:00:00.000Z"})"
                             "\n";
-    writeFile(platformLogPath, head + QByteArray(maxLogBytes - left - head.size() - tail.size(), 'x') + tail);
+    const qint64 text = maxLogBytes - left - head.size() - tail.size();
+    writeFile(platformLogPath, head + QByteArray(static_cast<qsizetype>(text), 'x') + tail);
     ASSERT_EQ(sizeOf(platformLogPath), maxLogBytes - left);
 }
 
