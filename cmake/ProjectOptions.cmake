@@ -13,6 +13,7 @@ target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
     -Wold-style-cast -Wcast-align -Wformat=2 -Wnull-dereference -Wimplicit-fallthrough)
 target_compile_definitions(project_options INTERFACE
+    _FILE_OFFSET_BITS=64 _TIME_BITS=64 # on 32-bit processors as on others, or larger and later files can't be looked at
     QT_DISABLE_DEPRECATED_BEFORE=0x060400
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_URL_CAST_FROM_STRING QT_NO_KEYWORDS)
 

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include <QFileInfo>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <sys/mount.h>
@@ -75,6 +76,14 @@ TEST_F(RegularFileTest, KernelFileIsReadThoughItsSizeIsZero)
     ASSERT_TRUE(content);
     EXPECT_TRUE(content->startsWith("Name:"));
     EXPECT_TRUE(content->endsWith('\n'));
+}
+
+TEST_F(RegularFileTest, FileOfALaterCenturyIsRead)
+{
+    writeFile(path, "content");
+    ASSERT_EQ(QProcess::execute(u"touch"_s, {u"-d"_s, u"2200-01-01"_s, path}), 0);
+
+    EXPECT_EQ(readRegularFile(path), "content");
 }
 
 TEST_F(RegularFileTest, FileThatIsTooLargeCannotBeReadButWritten)

@@ -113,6 +113,20 @@ TEST_F(PackageGuardTest, WhatNoFirmwareMayHoldGoesFromThoseThatStoodThere)
     EXPECT_EQ(names(u"fwupdate0"_s), good);
 }
 
+TEST_F(PackageGuardTest, WhatNoFirmwareMayHoldGoesHoweverLargeItIs)
+{
+    guard.beforeUnpacking();
+    const QStringList good = names(u"fwupdate0"_s);
+    const QString shell = firmwareDirectories + u"fwupdate0/shell"_s;
+    writeFile(shell, "#!/bin/sh\n");
+    ASSERT_TRUE(QFile::resize(shell, qint64{5} * 1024 * 1024 * 1024));
+    ASSERT_EQ(::chmod(qPrintable(shell), 04755), 0);
+
+    guard.afterUnpacking({});
+
+    EXPECT_EQ(names(u"fwupdate0"_s), good);
+}
+
 TEST_F(PackageGuardTest, PlaceKeepsItsOwnerAndMode)
 {
     const QByteArray place = QFile::encodeName(firmwareDirectories);
