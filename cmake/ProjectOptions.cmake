@@ -4,11 +4,11 @@ set(NODEKEEP_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsaniti
 option(NODEKEEP_COVERAGE "Build with coverage counters" OFF)
 
 set(CMAKE_CXX_EXTENSIONS OFF)
-set(CMAKE_POSITION_INDEPENDENT_CODE ON) # also of what comes into the platform library, which is shared
 
 add_library(project_options INTERFACE)
 target_compile_features(project_options INTERFACE cxx_std_20)
 target_compile_options(project_options INTERFACE
+    -fPIC # the libraries too, as the platform library takes of them; programs share their precompiled headers
     -fvisibility=hidden -fvisibility-inlines-hidden
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
     -Wold-style-cast -Wcast-align -Wformat=2 -Wnull-dereference -Wimplicit-fallthrough)
