@@ -158,6 +158,20 @@ fetch_and_install() {
         die "Packages can't be installed, see $log."
 }
 
+# debian_sources SUITE...: this machine's package sources of these suites, as lines of sources.list.
+debian_sources() {
+    # shellcheck disable=SC2016 # apt fills these in
+    apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Identifier: Packages' |
+        awk -v suites=" $* " 'index(suites, " " $2 " ") && $3 == "main" { print "deb", $0 }' | sort -u | grep . ||
+        die "This machine has no package source of Debian 12 (bookworm, main)."
+}
+
+# The way by which this machine gets there, as lines of apt.conf.
+apt_settings() {
+    apt-config dump --format '%f "%v";%n' \
+        Acquire::http Acquire::https Acquire::Check-Valid-Until Acquire::Check-Date
+}
+
 # Lays the device's own packages out below build/device-packages, where that has not been done yet.
 unpack_device_packages() {
     [ "$(cat build/device-packages.list 2>/dev/null)" = "${device_packages[*]}" ] || locked packages unpack
@@ -196,4 +210,18 @@ compile() {
         DESTDIR="$PWD/build/$preset/stage" cmake --install "build/$preset" >>"$log" 2>&1 ||
             die "The install tree can't be laid out: see $log."
     fi
+}
+
+# Tests wait more than they work, so more of them run at once than there are processors.
+at_once=8
+
+# class_tests PRESET [CTEST-OPTION...]
+class_tests() {
+    local log=build/class-tests-$1.log
+    : >"$log" || die "$log can't be written."
+    as_root ctest --preset "$1" -j "$at_once" "${@:2}" 2>&1 | counted "Class tests ($1)" "$log" || {
+        grep -vE '^ +Start +[0-9]|Test +#.* Passed ' "$log" >&2
+        die "Class tests failed: run one by ctest --preset $1 -R NAME."
+    }
+    grep 'tests passed' "$log"
 }
