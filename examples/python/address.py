@@ -4,7 +4,7 @@
 address.py dhcp
 address.py ADDRESS NETMASK GATEWAY [NAMESERVER]
 
-The device takes it 1.5 seconds after this has ended, so that who is connected through the port still sees the answer.
+The device takes it 1.5 seconds after saveChanges, so that who is connected through the port still sees the answer.
 """
 
 import asyncio

@@ -5,7 +5,7 @@
 //   nodekeep-client address ADDRESS NETMASK GATEWAY [NAMESERVER]
 //   nodekeep-client update PACKAGE       a file on the device whose name ends in "fwupdate"; the daemon removes it
 //
-// The device takes an address 1.5 seconds after this has ended. An update is followed until the device is up with it,
+// The device takes an address 1.5 seconds after saveChanges. An update is followed until the device is up with it,
 // both reboots included; with DBUS_SYSTEM_BUS_ADDRESS this can run on another machine, and so lives through them.
 // Status 1: refused, or not up again in time; 2: wrong use.
 
