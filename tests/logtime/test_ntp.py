@@ -5,7 +5,7 @@ import dbus.lowlevel
 import dbus.types
 import pytest
 from busclient import BusClient
-from insidetools import platform_jobs, shell
+from insidetools import init_jobs, platform_jobs, shell
 from mockservices import ConnmanMock
 
 FILE = "/var/run/ntp/ntp.conf"
@@ -175,6 +175,7 @@ def test_the_same_server_again_runs_the_whole_sequence_again(ntp_device, ntp):
 
 
 def test_the_job_is_stopped_on_the_old_file_and_started_on_the_new_one(ntp_device, ntp):
+    ntp_device.wait_for(lambda: init_jobs(ntp_device, "ntp"), what="the start that comes with the daemon's")
     script = f'#!/bin/sh\necho "$1 $(sed -n 4p {FILE} | cut -d " " -f 2)" >>/tmp/job\n'
     ntp_device.write("/etc/init-jobs/ntp", script, mode="755")
 
