@@ -6,6 +6,7 @@ import subprocess
 import simdevice
 
 TEST = """
+import json
 import urllib.request
 
 pytest_plugins = ["nodekeep_fixtures"]
@@ -18,8 +19,10 @@ def test_own(nodekeep_device, nodekeep_url, nodekeep_package):
     listed = nodekeep_device.exec(["tar", "-tzf", "/tmp/package"], check=True).stdout
 
     assert "firmware/control" in listed
-    call = b'{"id":1,"method":"com.ozt.nodekeep|/version|org.freedesktop.DBus.Peer.Ping","params":[""]}'
-    assert urllib.request.urlopen(nodekeep_url, call, timeout=30).status == 200
+    method = "org.freedesktop.DBus|/|org.freedesktop.DBus.NameHasOwner"
+    call = {"id": 1, "method": method, "params": ["s", "com.ozt.nodekeep"]}
+    answer = urllib.request.urlopen(nodekeep_url, json.dumps(call).encode(), timeout=30)
+    assert json.load(answer) == {"id": 1, "result": True}
     assert nodekeep_device.daemon_status()["running"]
 """
 
