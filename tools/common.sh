@@ -181,7 +181,7 @@ unpack() {
     local root=build/device-packages
     [ "$(cat $root.list 2>/dev/null)" != "${device_packages[*]}" ] || return 0 # another run was faster
     say "Unpacking for the device: ${device_packages[*]}"
-    rm -f $root.list
+    rm -rf $root $root.list # whatever an interrupted run has left there
     device/fetch-services $root >/dev/null 2>&1 || {
         apt update >/dev/null
         device/fetch-services $root >/dev/null 2>&1
