@@ -36,6 +36,7 @@ def pytest_configure(config):
         signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
+@pytest.hookimpl(tryfirst=True)  # before xdist looks for groups
 def pytest_collection_modifyitems(items):
     """The tests that wait out a time limit start first, and those that share a device stay with one worker."""
     items.sort(key=lambda item: item.get_closest_marker("slow") is None)
