@@ -232,6 +232,31 @@ def test_the_files_of_a_stopped_device_can_be_read_and_written(make_device):
         device.read("/etc/nothing")
 
 
+def test_the_files_of_a_running_device_are_its_own_whatever_links_lead_there(make_device):
+    device = make_device()
+    device.start(daemon=False)
+    device.exec(["ln", "-s", "/etc/hostname", "/etc/absolute"], check=True)
+    device.exec(["ln", "-s", "../../../../../../../../etc/hostname", "/etc/climbing"], check=True)
+    device.exec(["mkfifo", "/tmp/fifo"], check=True)
+
+    for link in ("/etc/absolute", "/etc/climbing"):
+        device.write(link, f"by {link}\n")
+        assert device.read("/etc/hostname") == f"by {link}\n" == device.read(link)
+    device.write("/opt/deep/down", b"\x00bytes", mode="750")
+
+    with open("/etc/hostname") as file:
+        assert "by /etc/" not in file.read()
+    assert device.exec(["stat", "-c", "%a", "/opt/deep/down"]).stdout == "750\n"
+    assert device.read("/proc/1/comm") == "init\n"
+    assert device.exists("/etc/climbing") and not device.exists("/etc/nothing")
+    assert device.read_bytes("/tmp/fifo") == b""
+    for path in ("/etc/nothing", "/etc"):
+        with pytest.raises(FileNotFoundError, match=path):
+            device.read(path)
+    with pytest.raises(simdevice.DeviceError, match="can't write /etc"):
+        device.write("/etc", "a directory")
+
+
 def test_the_data_partition_can_come_late_and_go(make_device):
     device = make_device()
     device.write("/srv/data", "there")
