@@ -1,5 +1,6 @@
 """Devices and packages for the firmware tests."""
 
+import functools
 import os
 import subprocess
 import sys
@@ -26,6 +27,7 @@ def make_package(images, tmp_path_factory):
     """The bytes of a package: make_package("--version", "4.3", "--broken", "truncated")."""
     target = tmp_path_factory.mktemp("packages") / "package"
 
+    @functools.cache
     def make(*options):
         defaults = [
             "--version",
