@@ -82,14 +82,17 @@ def pytest_sessionfinish(session):
         session.exitstatus = pytest.ExitCode.TESTS_FAILED
 
 
+def complaints(log):
+    return [line for line in log.splitlines() if any(complaint in line for complaint in COMPLAINTS)]
+
+
 @contextlib.contextmanager
 def watched(device, node):
     """Lets a test use a device, and sees to it that the daemon has survived it in good health."""
     start = len(device.daemon_log())
     node.stash.setdefault(used_devices, []).append((device, start))
     yield device
-    log = device.daemon_log(start)
-    assert not [line for line in log.splitlines() if any(complaint in line for complaint in COMPLAINTS)]
+    assert not complaints(device.daemon_log(start))
     if device.running and not node.get_closest_marker("ends_daemon"):
         daemon = device.daemon_status()
         assert daemon is None or daemon["running"], f"the daemon ended with status {daemon['status']}"
@@ -122,14 +125,19 @@ def device_class():
 
 @contextlib.contextmanager
 def ended(device):
-    """Sees to the end of a device. The daemon of a coverage build writes its counts when it is told to end."""
+    """Sees to the end of a device. The daemon of a coverage build writes its counts when it is told to end, and looks
+    for leaks."""
+    last_words = ""
     try:
         yield device
     finally:
         if "GCOV_PREFIX" in os.environ and device.running:
+            start = len(device.daemon_log())
             with contextlib.suppress(simdevice.DeviceError):  # it is just booting
                 device.stop_daemon()
+                last_words = device.daemon_log(start)
         device.power_cut()
+    assert not complaints(last_words), last_words
 
 
 @contextlib.contextmanager

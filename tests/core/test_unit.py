@@ -36,7 +36,9 @@ def module_device(tmp_path_factory, stage):
     copy = shutil.copytree(stage, place / "stage", symlinks=True)
     (copy / REAL).parent.mkdir()
     (copy / simdevice.DAEMON).rename(copy / REAL)
-    (copy / simdevice.DAEMON).write_text(f"#!/bin/sh\nexec {CONFINED} {UNIT} /{REAL}\n")
+    # The search for leaks would trace the daemon, which its unit forbids.
+    options = "ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0"
+    (copy / simdevice.DAEMON).write_text(f"#!/bin/sh\n{options} exec {CONFINED} {UNIT} /{REAL}\n")
     (copy / simdevice.DAEMON).chmod(0o755)
     with PlcDevice(place / "state", copy) as device:
         device.install_runtime()
