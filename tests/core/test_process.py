@@ -7,7 +7,7 @@ import time
 
 import pytest
 from busclient import SERVICE, BusClient
-from insidetools import daemon_children, sanitizer_environment, shadow, shell, start_shadowed
+from insidetools import SHADOWED_PATH, daemon_children, sanitizer_environment, shadow, shell, start_shadowed
 
 DAEMON = "/usr/sbin/nodekeep"
 NO_NAME = "Registering dbus connection failed."
@@ -148,6 +148,17 @@ def test_children_inherit_nothing_but_the_standard_streams(new_device):
     start_shadowed(new_device)
 
     assert new_device.read("/run/descriptors").split() == ["0", "1", "2", "3"]
+
+
+@pytest.mark.parametrize("given", [{}, {"QT_NO_GLIB": "1"}], ids=["as usual", "with a setting of Qt"])
+def test_children_find_the_environment_that_the_daemon_was_given(new_device, given):
+    new_device.start(daemon=False)
+    shadow(new_device, "bareboxenv", 'cat /proc/$$/environ >/run/environment; exec /usr/sbin/bareboxenv "$@"')
+
+    new_device.start_daemon(env={"PATH": SHADOWED_PATH, **given})
+
+    own = new_device.read(f"/proc/{new_device.daemon_status()['pid']}/environ")
+    assert sorted(new_device.read("/run/environment").split("\0")) == sorted(own.split("\0"))
 
 
 def test_tools_leave_no_zombies(device, client):
