@@ -7,10 +7,9 @@ import dbus
 import dbus.lowlevel
 import interfacefile
 import pytest
-from busclient import PROPERTIES, SERVICE, BusClient
-from dbus.mainloop.glib import DBusGMainLoop
+from busclient import PROPERTIES, BusClient
 from insidetools import shell
-from mainloop import turned
+from mainloop import heard
 from objecttree import INTERFACES
 from simdevice import PROJECT
 
@@ -75,10 +74,6 @@ def last_signal():
 
 
 def test_no_change_of_a_property_is_announced(device, client):
-    heard = []
-    listener = dbus.bus.BusConnection(device.bus_address, mainloop=DBusGMainLoop())
-    listener.add_signal_receiver(lambda name, *_: heard.append(name), "PropertiesChanged", PROPERTIES)
-    listener.name_has_owner(SERVICE)  # when the bus answers that, it has the subscription
     writable = [
         (path, name, member.get("name"))
         for path, name in INTERFACES.items()
@@ -86,12 +81,12 @@ def test_no_change_of_a_property_is_announced(device, client):
         if member.get("access") == "readwrite"
     ]
 
-    for each in writable:
-        client.set(*each, another(client.get(*each)))
+    with heard(device, "PropertiesChanged", PROPERTIES) as signals:
+        for each in writable:
+            client.set(*each, another(client.get(*each)))
 
-    assert client.get("/loader", "local.FwUpdateSettings", "onlyUploadFirmware")
-    client.connection.send_message(last_signal())
-    client.connection.flush()
-    device.wait_for(lambda: turned() and LAST in heard, what="the last signal")
-    assert heard == [LAST]
-    listener.close()
+        assert client.get("/loader", "local.FwUpdateSettings", "onlyUploadFirmware")
+        client.connection.send_message(last_signal())
+        client.connection.flush()
+        device.wait_for(lambda: LAST in [name for name, *_ in signals], what="the last signal")
+    assert [name for name, *_ in signals] == [LAST]

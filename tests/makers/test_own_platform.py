@@ -4,11 +4,9 @@ import os
 import shutil
 import subprocess
 
-import dbus.bus
 import pytest
 import simdevice
-from dbus.mainloop.glib import DBusGMainLoop
-from mainloop import turned
+from mainloop import heard
 
 EXAMPLE = os.path.join(simdevice.PROJECT, "examples/platform")
 TOOL = os.path.join(simdevice.PROJECT, "tools/abi")
@@ -58,16 +56,11 @@ def test_the_daemon_takes_its_names(device, client):
 
 
 def test_the_daemon_tells_it_the_events(device, client):
-    heard = []
-    listener = dbus.bus.BusConnection(device.bus_address, mainloop=DBusGMainLoop())
-    listener.add_signal_receiver(lambda *details: heard.append(details), "NameChange", "example.gauge.Events")
-    listener.name_has_owner("example.gauge")  # when the bus answers that, it has the subscription
+    with heard(device, "NameChange", "example.gauge.Events") as events:
+        client.set("/system", "local.System", "hostname", "weir-3")
+        device.wait_for(lambda: events, what="the event")
 
-    client.set("/system", "local.System", "hostname", "weir-3")
-
-    device.wait_for(lambda: turned() and heard, what="the event")
-    assert heard == [("weir-3", "/")]
-    listener.close()
+    assert events == [("weir-3", "/")]
 
 
 def test_nothing_of_the_reference_is_left(device, client):

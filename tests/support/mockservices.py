@@ -1,17 +1,14 @@
 """Services on a device's bus that a test steers: python-dbusmock templates, and one that answers what it is told."""
 
-import concurrent.futures
 import contextlib
-import functools
 import os
 import subprocess
-import threading
 
 import dbus
 import dbus.bus
 import dbus.lowlevel
-import dbus.mainloop.glib
 from gi.repository import GLib
+from mainloop import connect, in_main_loop
 
 MOCKS = os.path.join(os.path.dirname(os.path.dirname(os.path.realpath(__file__))), "network/mocks")
 MOCK_INTERFACE = "org.freedesktop.DBus.Mock"
@@ -134,16 +131,18 @@ class ScriptedService:
         self.delay_ms = delay_ms
         self.answers = answers
         self.seen = []  # the methods that were called
-        loop = main_loop()
-        self.connection = in_main_loop(lambda: dbus.bus.BusConnection(device.bus_address, mainloop=loop))
-        self.connection.add_message_filter(self.handle)
+        self.connection = connect(device)
 
     def __enter__(self):
-        in_main_loop(lambda: self.connection.request_name(self.name))
+        in_main_loop(self.serve)
         return self
 
     def __exit__(self, *exception):
         in_main_loop(self.connection.close)
+
+    def serve(self):
+        self.connection.add_message_filter(self.handle)
+        self.connection.request_name(self.name)
 
     def handle(self, connection, message):
         if not isinstance(message, dbus.lowlevel.MethodCallMessage):
@@ -175,26 +174,3 @@ class ScriptedService:
         signal = dbus.lowlevel.SignalMessage(path, interface, name)
         signal.append(*arguments, signature=signature)
         in_main_loop(lambda: self.connection.send_message(signal))
-
-
-@functools.cache
-def main_loop():
-    """The loop that serves all scripted services, in a thread of its own."""
-    dbus.mainloop.glib.threads_init()
-    threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
-    return dbus.mainloop.glib.DBusGMainLoop()
-
-
-def in_main_loop(do):
-    """The result of what that thread does for us: the bus library aborts when connections change beside it."""
-    done = concurrent.futures.Future()
-
-    def run():
-        try:
-            done.set_result(do())
-        except Exception as error:
-            done.set_exception(error)
-        return GLib.SOURCE_REMOVE
-
-    GLib.idle_add(run)
-    return done.result()
