@@ -140,6 +140,24 @@ TEST(NewVariableFileTest, IsAScript)
     EXPECT_EQ(file.names(), QStringList());
 }
 
+TEST(VariableThatIsSetTest, IsLeftOutWhereAllWouldTakeMoreThanAnAnswerOnTheBus)
+{
+    const auto around = QByteArrayView("a=").size() + 32; // of which 32 go into lengths, type and padding
+    const QString longest(31 * 1024 * 1024 - around, u'x');
+    VariableFile file(QByteArray{});
+
+    file.set(u"a"_s, longest + u'x');
+    EXPECT_FALSE(file.contains(u"a"_s));
+
+    file.set(u"a"_s, longest);
+    EXPECT_EQ(file.value(u"a"_s), longest);
+
+    file.set(u"a"_s, longest + u'x');
+    file.set(u""_s, u""_s);
+    EXPECT_EQ(file.value(u"a"_s), longest);
+    EXPECT_EQ(file.names(), QStringList(u"a"_s));
+}
+
 TEST(UnquotedValueTest, LosesOnePairOfDoubleQuotesAndOuterWhiteSpace)
 {
     const QList<std::pair<QString, QString>> rows{
