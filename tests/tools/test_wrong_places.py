@@ -11,6 +11,7 @@ import simdevice
 WORKERS = ("apt", "apt-get", "cmake", "ctest", "dpkg", "dpkg-deb", "mmdebstrap", "ninja")
 
 COMMANDS = ["./run", "./run shell", "./test", "./test release"]
+COMMANDS_OF_ROOT = [*COMMANDS, "tools/real-kernel true"]
 NO_ROOT = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"]
 NO_RIGHTS = ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
 
@@ -42,7 +43,14 @@ class Place:
         path.chmod(0o755)
         for name in ("programs", "fakes", "tmp", "layers", "project/tools", "project/device"):
             (path / name).mkdir(parents=True)
-        for name in ("run", "test", "tools/common.sh", "device/fetch-services", "device/packages.list"):
+        for name in (
+            "run",
+            "test",
+            "tools/common.sh",
+            "tools/real-kernel",
+            "device/fetch-services",
+            "device/packages.list",
+        ):
             shutil.copy2(os.path.join(simdevice.PROJECT, name), path / "project" / name)
         for directory in ("/usr/bin", "/usr/sbin"):
             for program in os.listdir(directory):
@@ -125,12 +133,12 @@ def test_in_the_right_place_it_builds(place, command):
     assert "The build failed" in result.stderr
 
 
-@pytest.mark.parametrize("command", COMMANDS)
+@pytest.mark.parametrize("command", COMMANDS_OF_ROOT)
 def test_without_root_and_sudo(place, command):
     assert "root" in refused(place, place.run(command, NO_ROOT))
 
 
-@pytest.mark.parametrize("command", COMMANDS)
+@pytest.mark.parametrize("command", COMMANDS_OF_ROOT)
 def test_with_a_sudo_that_refuses(place, command):
     place.fake("sudo", "echo 'sudo: a password is required' >&2; exit 1")
 
