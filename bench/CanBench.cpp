@@ -8,6 +8,7 @@
 
 int main(int argc, char **argv)
 {
+    qputenv("QT_NO_GLIB", "1"); // as the daemon does
     const QCoreApplication application(argc, argv);
     const CanErrorListener listener(nullptr);
     if (!listener.isListening())
