@@ -29,17 +29,24 @@ def pytest_addoption(parser):
 
 
 def pytest_configure(config):
-    config.addinivalue_line("markers", "slow: takes long, as it waits for the daemon's own time limits; runs first")
+    config.addinivalue_line(
+        "markers", "slow(seconds=30): takes so long, as it waits for the daemon's own time limits; runs first"
+    )
     config.addinivalue_line("markers", "ends_daemon: leaves the daemon ended, on purpose")
     if not hasattr(config, "workerinput"):  # workers have it from here, and may not run on a main thread
         # A shell has all that it starts in the background ignore Ctrl-C, which tests send to what they start.
         signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
+def seconds_waited(item):
+    marker = item.get_closest_marker("slow")
+    return marker.kwargs.get("seconds", 30) if marker else 0
+
+
 @pytest.hookimpl(tryfirst=True)  # before xdist looks for groups
 def pytest_collection_modifyitems(items):
     """The tests that wait out a time limit start first, and those that share a device stay with one worker."""
-    items.sort(key=lambda item: item.get_closest_marker("slow") is None)
+    items.sort(key=seconds_waited, reverse=True)
     for item in items:
         if "module_device" in item.fixturenames:
             item.add_marker(pytest.mark.xdist_group(item.module.__name__))

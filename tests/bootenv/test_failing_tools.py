@@ -124,7 +124,7 @@ def test_a_flash_that_is_too_small_stays_erased(own_device, own_client):
         assert_all_unset(client)
 
 
-@pytest.mark.slow
+@pytest.mark.slow(seconds=60)
 def test_an_erasure_that_overruns_also_stops_the_write_and_is_ended(own_device):
     own_device.stop_daemon()
     shadow(own_device, "flash_eraseall", "echo $$ >>/run/erasures; exec sleep 1000")

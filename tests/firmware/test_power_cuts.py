@@ -16,8 +16,6 @@ from insidetools import addresses
 from powercut import Step, cut_power_at
 from roaddevice import CARRIED, INTERFACES, STORE, RoadDevice
 
-pytestmark = pytest.mark.slow
-
 ENVIRONMENT = "boot environment"
 PLC = "PLC applications"
 ADDRESS = "address of the port"

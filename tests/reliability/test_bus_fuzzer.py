@@ -324,7 +324,7 @@ def holdings(device):
     ]
 
 
-@pytest.mark.slow
+@pytest.mark.slow(seconds=60)
 def test_no_message_leaves_a_trace(new_device, long_form, seed):
     new_device.start(daemon=False)
     shell(new_device, WORLD + QUICK_TOOLS)

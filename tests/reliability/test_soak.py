@@ -198,7 +198,7 @@ OPERATIONS = [
 ]
 
 
-@pytest.mark.slow
+@pytest.mark.slow(seconds=SHORT[1])
 def test_a_device_in_use_holds_in_the_end_what_it_held_in_the_beginning(new_device, package, long_form):
     seed = random.randrange(1_000_000)
     print("seed", seed)
