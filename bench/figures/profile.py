@@ -56,7 +56,7 @@ def trace(service, environment, end, *options):
 
 def calls_of_start(service, environment):
     """Time in ms, thread and text of the calls that divide a start; the kernel lets all others pass at full speed."""
-    kinds = "trace=execve,openat,connect,clone,vfork,mkdir,poll"
+    kinds = "trace=execve,openat,connect,clone,vfork,mkdir,poll,ppoll"
     text = trace(service, environment, r"\+\+\+ killed", "--seccomp-bpf", "-ttt", "-e", kinds)
     return [(float(at) * 1000, thread, call) for thread, at, call in re.findall(r"^(\d+) +(\S+) (.*)$", text, re.M)]
 
@@ -68,11 +68,10 @@ def parts_of(calls):
             if name not in begins and re.search(mark, call):
                 begins[name] = at
     _, first, _ = calls[0]
-    event_loop = next(
-        at for at, thread, call in calls if thread == first and "poll(" in call and at > max(begins.values())
-    )
-    bounds = [*begins.values(), event_loop]
     forks, ends = ([at for at, _, call in calls if mark in call] for mark in ("CLONE_VFORK", "--- SIGCHLD"))
+    prepared = max([*begins.values(), *ends])
+    event_loop = next(at for at, thread, call in calls if thread == first and "poll(" in call and at > prepared)
+    bounds = [*begins.values(), event_loop]
     return dict(zip(begins, map(operator.sub, bounds[1:], bounds))) | {TOOLS: sum(ends) - sum(forks)}
 
 
