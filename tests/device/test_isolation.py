@@ -8,6 +8,7 @@ import time
 import pytest
 import simdevice
 import traces
+from launch import ADDR_NO_RANDOMIZE
 
 # Numbers of the capabilities to load modules, to reboot and to set the clock.
 DROPPED = (16, 22, 25)
@@ -154,6 +155,15 @@ def test_the_machines_dangerous_capabilities_are_gone_everywhere(device):
         assert len(sets) >= 5
         held = {(kind, bit) for kind, mask in sets for bit in DROPPED if int(mask, 16) >> bit & 1}
         assert held == set()
+
+
+def test_all_programs_load_at_fixed_addresses(device):
+    everything = ["sh", "-c", "cat /proc/[0-9]*/personality"]
+    job = simdevice.SimulatedDevice().run(everything, ephemeral=True, stdout=subprocess.PIPE, text=True)
+
+    for personalities in (device.exec(everything).stdout.split(), job.stdout.split()):
+        assert len(personalities) >= 2
+        assert {int(bits, 16) & ADDR_NO_RANDOMIZE for bits in personalities} == {ADDR_NO_RANDOMIZE}
 
 
 def test_no_service_of_the_machine_can_be_woken(device):
