@@ -40,8 +40,8 @@ endif()
 # Nearly all of the time that a source takes to compile goes into Qt's and GoogleTest's headers.
 option(NODEKEEP_PRECOMPILE "Compile the headers that nearly all sources share only once; clang-tidy can't read them" OFF)
 
-# precompile(<library> <header>...): makes a library of headers that compiled_with() takes. Link to it what they need, and
-# the options of the targets that share them.
+# precompile(<library> <header>...): makes a library of headers that compiled_with() takes. Link to it what they need,
+# and the options of the targets that share them.
 function(precompile name)
     file(CONFIGURE OUTPUT ${CMAKE_BINARY_DIR}/${name}.cpp CONTENT "") # left alone where it is there already
     add_library(${name} OBJECT ${CMAKE_BINARY_DIR}/${name}.cpp)

@@ -189,8 +189,8 @@ unpack() {
     echo "${device_packages[*]}" >$root.list
 }
 
-# untar OPTION...: what comes in, to its very end. By itself tar stops at that of the archive, ahead of what fills the last
-# block, and whoever still writes that fails now and then.
+# untar OPTION...: what comes in, to its very end. By itself tar stops at that of the archive, ahead of what fills the
+# last block, and whoever still writes that fails now and then.
 untar() { tar -x "$@" && cat >/dev/null; }
 
 # build PRESET [TARGET...]: configures, builds all or the given targets, and where the daemon is among them lays the
