@@ -1,5 +1,6 @@
 #include "logtime/LogConfig.h"
 
+#include "base/BusText.h"
 #include "base/RegularFile.h"
 
 #include <QDBusConnection>
@@ -51,6 +52,8 @@ QString LogConfig::getRemote() const
 
 void LogConfig::setRemote(const QString &remoteTarget)
 {
+    if (remoteTarget.size() > maxBusText)
+        return;
     settings.remoteTarget = remoteTarget;
     apply();
 }

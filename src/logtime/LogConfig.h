@@ -12,8 +12,9 @@
  *  for whose answer it waits: the bus blocks meanwhile, at most its time-out of 25 s. Start-up neither writes nor
  *  restarts.
  *
- *  Nothing is checked and no failure reaches the caller. A file that can't be written keeps its old content, with which
- *  the log daemon is restarted; the setting in memory is the new one until the next start. */
+ *  Nothing but the length of a text is checked, and no failure reaches the caller. A file that can't be written keeps
+ *  its old content, with which the log daemon is restarted; the setting in memory is the new one until the next
+ *  start. */
 class LogConfig : public QObject
 {
     Q_OBJECT
@@ -29,7 +30,8 @@ public Q_SLOTS:
     /** Whether lines are kept on the device when they are also sent to a remote target. */
     bool getLocal() const;
     void setLocal(bool local);
-    /** Where lines are sent to, as the log daemon's option "-R" takes it: HOST or HOST:PORT. Empty for nowhere. */
+    /** Where lines are sent to, as the log daemon's option "-R" takes it: HOST or HOST:PORT. Empty for nowhere. One of
+     *  more than 1 MiB changes nothing. */
     QString getRemote() const;
     void setRemote(const QString &remoteTarget);
     /** How large the log may grow, in kilobytes. */

@@ -1,6 +1,7 @@
 #include "logtime/NtpConfig.h"
 
 #include "base/BusSignal.h"
+#include "base/BusText.h"
 #include "base/RegularFile.h"
 #include "bootenv/BareboxConfig.h"
 #include "logtime/NtpFile.h"
@@ -19,9 +20,6 @@ namespace {
 const QString serverVariable = u"NTPSERVER"_s;
 const QString job = u"ntp"_s;
 
-/** In characters. Both servers go through the bus in one answer, and anybody may tell of one. */
-constexpr qsizetype maxServerSize = qsizetype{1024} * 1024;
-
 } // namespace
 
 NtpConfig::NtpConfig(BareboxConfig *store, QObject *parent) : QObject(parent), variables(store)
@@ -32,7 +30,7 @@ NtpConfig::NtpConfig(BareboxConfig *store, QObject *parent) : QObject(parent), v
               SLOT(connmanServicePropertyChanged(QString, QDBusVariant)), "Connman property connect failed!");
 
     setObjectName(u"ntp"_s);
-    server = variables->getTrimmed(serverVariable);
+    server = boundedText(variables->getTrimmed(serverVariable));
     writeConfiguration();
 }
 
@@ -45,7 +43,7 @@ QStringList NtpConfig::getUsedNtpServer() const
 
 void NtpConfig::setNtpServer(const QString &ntpServer)
 {
-    if (ntpServer.size() > maxServerSize)
+    if (ntpServer.size() > maxBusText)
         return;
     server = ntpServer;
     variables->set(serverVariable, server);
@@ -65,8 +63,7 @@ void NtpConfig::connmanServicePropertyChanged(const QString &name, const QDBusVa
 {
     if (name != "Timeservers"_L1)
         return;
-    const QString told = map.variant().toString(); // of a list: its only entry, or nothing
-    dhcpServer = told.size() > maxServerSize ? QString() : told;
+    dhcpServer = boundedText(map.variant().toString()); // of a list: its only entry, or nothing
     qDebug() << "DHCP Timeserver:" << dhcpServer;
     restartJob();
 }

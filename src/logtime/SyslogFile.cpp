@@ -1,6 +1,7 @@
 #include "logtime/SyslogFile.h"
 
 #include "base/AsciiText.h"
+#include "base/BusText.h"
 #include "base/RegularFile.h"
 
 namespace {
@@ -33,7 +34,7 @@ SyslogSettings parseSyslogFile(const QByteArray &text)
         if (key.startsWith("SIZE"))
             settings.logSizeKb = optionArgument(value).toInt();
         else if (key.startsWith("REMOTE"))
-            settings.remoteTarget = QString::fromUtf8(upToNul(optionArgument(value)));
+            settings.remoteTarget = boundedText(QString::fromUtf8(upToNul(optionArgument(value))));
         else if (key.startsWith("LOCAL") && value.trimmed().isEmpty())
             settings.logLocal = false;
     }

@@ -25,7 +25,7 @@ struct SyslogSettings
  *
  *  A line counts when it is no comment ("#" in its first column) and has exactly one "=". Its name only has to begin
  *  with that of a setting: "SIZE_KB" is a size. Of several lines the last one counts, but local logging that is once
- *  switched off, by an empty value, stays off. A size that is no number is 0.
+ *  switched off, by an empty value, stays off. A size that is no number is 0, and a target of more than 1 MiB is none.
  *
  *  @param text any bytes */
 [[nodiscard]] SyslogSettings parseSyslogFile(const QByteArray &text);

@@ -1,5 +1,6 @@
 #include "logtime/Systemtime.h"
 
+#include "base/BusText.h"
 #include "base/ChildProcess.h"
 #include "base/RegularFile.h"
 #include "logtime/LocalTime.h"
@@ -41,7 +42,7 @@ qint32 presentOffset()
 
 QString toolText(const QString &program, const QStringList &arguments)
 {
-    return QString::fromLocal8Bit(upToNul(toolOutput(program, arguments, noLimitMs)));
+    return boundedText(QString::fromLocal8Bit(upToNul(toolOutput(program, arguments, noLimitMs))));
 }
 
 void setClock(const QStringList &arguments)

@@ -1,5 +1,7 @@
 #include "network/AddressText.h"
 
+#include "base/BusText.h"
+
 #include <QStringList>
 
 #include <algorithm>
@@ -29,7 +31,7 @@ std::optional<quint32> parseIpv4(const QString &text)
 
 QHostAddress parseAddress(const QString &text)
 {
-    const QString trimmed = text.trimmed();
+    const QString trimmed = boundedText(text).trimmed();
     if (trimmed.contains(u':'))
         return QHostAddress(trimmed);
     const std::optional<quint32> ipv4 = parseIpv4(trimmed);

@@ -1,5 +1,6 @@
 #include "network/ConnmanSettings.h"
 
+#include "base/BusText.h"
 #include "network/AddressText.h"
 #include "network/ConnmanReply.h"
 
@@ -50,5 +51,5 @@ std::optional<QString> firstNameserver(const QVariantMap &properties)
     const QVariant nameservers = properties.value(u"Nameservers"_s);
     if (nameservers.metaType() != QMetaType::fromType<QStringList>())
         return std::nullopt;
-    return nameservers.toStringList().value(0);
+    return boundedText(nameservers.toStringList().value(0));
 }

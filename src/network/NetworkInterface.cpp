@@ -1,6 +1,7 @@
 #include "network/NetworkInterface.h"
 
 #include "base/BusSignal.h"
+#include "base/BusText.h"
 #include "base/ChildProcess.h"
 #include "base/KernelHostname.h"
 #include "base/RegularFile.h"
@@ -82,6 +83,12 @@ void NetworkInterface::setDhcp(bool wanted)
     Q_EMIT dhcpChanged(wanted);
 }
 
+void NetworkInterface::setNameserver(const QString &text)
+{
+    if (text.size() <= maxBusText)
+        nameserver = text;
+}
+
 QString NetworkInterface::macAddress() const
 {
     BootEnvironment *const environment = bootEnvironmentOnBus();
@@ -89,7 +96,7 @@ QString NetworkInterface::macAddress() const
         return {};
     // Not by ethernetAddress(), which makes a main store where there is none.
     environment->lookupConfig(mainConfig);
-    return environment->getEnv(u"eth0.ethaddr"_s);
+    return boundedText(environment->getEnv(u"eth0.ethaddr"_s));
 }
 
 QString NetworkInterface::getHostname() const

@@ -14,7 +14,6 @@
  *  saved, and connman's change to "ready" or "online" brings such a read.
  *
  *  When connman's state changes, the name services follow: link-local address, Avahi, "nmbd", announced host name.
- *
  *  Calls of connman and of the tool "route" block the service. */
 class NetworkInterface : public QObject
 {
@@ -28,8 +27,8 @@ class NetworkInterface : public QObject
     Q_PROPERTY(QString gateway READ gatewayText WRITE setGatewayText)
     /** Whether a server on the network gives the address. */
     Q_PROPERTY(bool dhcp READ isDhcp WRITE setDhcp)
-    /** The first name server, any text. */
-    Q_PROPERTY(QString nameserver MEMBER nameserver)
+    /** The first name server, any text; one of more than 1 MiB is not taken. */
+    Q_PROPERTY(QString nameserver MEMBER nameserver WRITE setNameserver)
     /** The port's hardware address as the boot environment tells it, the variable "eth0.ethaddr". */
     Q_PROPERTY(QString macaddress READ macAddress)
 
@@ -79,6 +78,7 @@ private:
     void setNetmaskText(const QString &text);
     void setGatewayText(const QString &text);
     void setDhcp(bool wanted);
+    void setNameserver(const QString &text);
     QString macAddress() const;
     void readConnman();
     void connmanOnline();

@@ -132,6 +132,18 @@ TEST_F(LogConfigTest, EmptyTargetTakesItsLineAway)
     EXPECT_EQ(readFile(filePath), heading + "SIZE=\"-s 64\"\nLOCAL=\n");
 }
 
+TEST_F(LogConfigTest, TargetOfMoreThanAMebibyteChangesNothing)
+{
+    const QString longest(1024 * 1024, u'x');
+    LogConfig log(nullptr);
+
+    log.setRemote(longest);
+    log.setRemote(longest + u'x');
+
+    EXPECT_EQ(log.getRemote(), longest);
+    EXPECT_EQ(restarts(), 1);
+}
+
 TEST_F(LogConfigTest, PresentValueIsWrittenAndAppliedAgain)
 {
     LogConfig log(nullptr);

@@ -55,6 +55,16 @@ TEST_F(NtpConfigTest, StartTakesTheUsersServerFromTheVariablesWithoutItsQuotes)
     EXPECT_EQ(readFile(variablesPath), "NTPSERVER=\"ntp.example\"\n");
 }
 
+TEST_F(NtpConfigTest, ServerOfMoreThanAMebibyteInTheVariablesIsNone)
+{
+    writeFile(variablesPath, "NTPSERVER=" + QByteArray(1024 * 1024 + 1, 'x') + '\n');
+
+    start();
+
+    EXPECT_EQ(ntp->getServer(), QString());
+    EXPECT_EQ(servers(), QStringList{ownAddress});
+}
+
 TEST_F(NtpConfigTest, StartReplacesWhatAnotherProgramLeft)
 {
     start();

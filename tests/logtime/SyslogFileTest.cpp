@@ -176,6 +176,14 @@ INSTANTIATE_TEST_SUITE_P(Settings, SyslogFileRoundTripTest,
                                          Text{"Shell", {}, sentTo(u"$(reboot);`x`"_s)}),
                          nameOf);
 
+TEST(SyslogFileTest, TargetOfMoreThanAMebibyteIsNone)
+{
+    const QByteArray longest(1024 * 1024, 'x');
+
+    EXPECT_EQ(parseSyslogFile("REMOTE=\"-R " + longest + "\"\n").remoteTarget, QString::fromUtf8(longest));
+    EXPECT_EQ(parseSyslogFile("REMOTE=\"-R " + longest + "x\"\n").remoteTarget, QString());
+}
+
 TEST(SyslogFileTest, TargetWithADividerReadsBackEmptyAndSparesTheOtherSettings)
 {
     const SyslogSettings written{false, u"a=b"_s, 64};

@@ -93,6 +93,13 @@ TEST_F(SystemtimeToolsTest, ToolThatCannotBeStartedGivesNoText)
     time.hwClockToSystemTime();
 }
 
+TEST_F(SystemtimeToolsTest, TextOfMoreThanAMebibyteIsNone)
+{
+    tools.addAt(u"/bin/date"_s, "yes | head -c 1048577");
+
+    EXPECT_EQ(time.getSytemTimeAsText(), u""_s);
+}
+
 TEST_F(SystemtimeToolsTest, TransferIsWaitedFor)
 {
     tools.addAt(u"/sbin/hwclock"_s, "sleep 0.5; echo done >>" + QFile::encodeName(directory.filePath(u"done"_s)));

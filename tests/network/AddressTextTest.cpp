@@ -42,6 +42,7 @@ const Row rows[] = {
     {"IPv6", u"2001:DB8:0:0::1"_s, u"2001:db8::1"_s},
     {"IPv6 with white space around", u" ::1\n"_s, u"::1"_s},
     {"IPv6 with an IPv4 end", u"::ffff:10.0.0.1"_s, u"::ffff:10.0.0.1"_s},
+    {"IPv6 with a scope", u"fe80::1%eth0"_s, u"fe80::1%eth0"_s},
     {"IPv6 too long", u"1:2:3:4:5:6:7:8:9"_s, {}},
     {"a colon alone", u":"_s, {}},
 };
@@ -53,6 +54,14 @@ TEST(AddressTextTest, TextIsNormalisedOrNoAddress)
         EXPECT_EQ(parseAddress(row.text).toString(), row.normalised);
         EXPECT_EQ(parseAddress(row.text).isNull(), row.normalised.isEmpty());
     }
+}
+
+TEST(AddressTextTest, ScopeHasItsLimit)
+{
+    const QString longest = u"fe80::1%"_s.leftJustified(1024 * 1024, u'x');
+
+    EXPECT_EQ(parseAddress(longest).toString(), longest);
+    EXPECT_TRUE(parseAddress(longest + u'x').isNull());
 }
 
 TEST(AddressTextTest, MegabyteOfDigitsIsNoAddress)

@@ -111,4 +111,12 @@ TEST(ConnmanSettingsTest, FirstNameServerCountsInAListOfTexts)
     EXPECT_EQ(connmanSettingsIn({{name, QStringList{u"10.0.0.1"_s}}}).nameserver, u"10.0.0.1"_s);
 }
 
+TEST(ConnmanSettingsTest, NameServerOfMoreThanAMebibyteIsNone)
+{
+    const QString longest(1024 * 1024, u'x');
+
+    EXPECT_EQ(firstNameserver({{u"Nameservers"_s, QStringList{longest}}}), longest);
+    EXPECT_EQ(firstNameserver({{u"Nameservers"_s, QStringList{longest + u'x'}}}), QString());
+}
+
 } // namespace

@@ -86,6 +86,16 @@ TEST_F(NetworkInterfaceTest, EmptyAddressIsNotSignalled)
     EXPECT_EQ(ip.count(), 0);
 }
 
+TEST_F(NetworkInterfaceTest, NameServerOfMoreThanAMebibyteIsNotTaken)
+{
+    const QString longest(1024 * 1024, u'x');
+
+    network.setProperty("nameserver", longest);
+    network.setProperty("nameserver", longest + u'x');
+
+    EXPECT_EQ(network.property("nameserver"), longest);
+}
+
 TEST_F(NetworkInterfaceTest, ReadingAsksForTheBootEnvironmentFirst)
 {
     network.setProperty("gateway", u"10.0.0.1"_s);
