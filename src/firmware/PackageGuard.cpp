@@ -146,6 +146,8 @@ bool removeUnlessPlain(int directory, const QByteArray &name, const struct stat 
 
 void PackageGuard::beforeUnpacking()
 {
+    namesBefore.clear();
+    placeBefore = {};
     const Directory place = firmwareDirectories();
     if (!place)
         return;
@@ -162,7 +164,7 @@ void PackageGuard::beforeUnpacking()
 void PackageGuard::afterUnpacking(const QStringList &known)
 {
     const Directory place = firmwareDirectories();
-    if (!place)
+    if (!place || !isPlaceBefore(::dirfd(place.get())))
         return;
     for (const QString &name : known)
         namesBefore.append(QFile::encodeName(name));
@@ -175,10 +177,15 @@ void PackageGuard::afterUnpacking(const QStringList &known)
         if (isStranger)
             removeEntry(descriptor, name, statusOf(descriptor, name));
     }
-    if (placeBefore.st_mode == 0)
-        return;
     static_cast<void>(::fchown(descriptor, placeBefore.st_uid, placeBefore.st_gid));
     ::fchmod(descriptor, placeBefore.st_mode & 07777);
+}
+
+bool PackageGuard::isPlaceBefore(int place) const
+{
+    struct stat status = {};
+    ::fstat(place, &status);
+    return status.st_mode != 0 && status.st_dev == placeBefore.st_dev && status.st_ino == placeBefore.st_ino;
 }
 
 bool isHarmless(const QDir &firmware)

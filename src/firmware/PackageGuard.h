@@ -18,11 +18,14 @@ public:
     void beforeUnpacking();
 
     /** For the time after it: removes what the package has brought beside its firmware, or into others and no firmware
-     *  may hold, and gives the place itself its old owner and mode.
+     *  may hold, and gives the place itself its old owner and mode. Where another directory stands there by now, since
+     *  the data partition has come or gone, nothing was unpacked into that one, and all in it stays.
      *  @param known names of firmwares that may have come meanwhile */
     void afterUnpacking(const QStringList &known);
 
 private:
+    bool isPlaceBefore(int place) const;
+
     QByteArrayList namesBefore;
     struct stat placeBefore = {};
 };

@@ -10,6 +10,7 @@
 #include <QFile>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -142,6 +143,39 @@ TEST_F(PackageGuardTest, PlaceKeepsItsOwnerAndMode)
     EXPECT_EQ(status.st_mode & 07777, 0750U);
     EXPECT_EQ(status.st_uid, 0U);
     EXPECT_EQ(status.st_gid, 0U);
+}
+
+TEST_F(PackageGuardTest, WhatAPartitionBringsThatIsMountedMeanwhileStays)
+{
+    const QByteArray place = QFile::encodeName(firmwareDirectories);
+    ASSERT_EQ(::chmod(place.constData(), 0750), 0);
+    guard.beforeUnpacking();
+    ASSERT_EQ(::mount("tmpfs", place.constData(), "tmpfs", 0, "mode=0711"), 0);
+    putFirmware(firmwareDirectories + u"fwupdate7"_s);
+    ASSERT_EQ(::symlink("/etc", (place + "fwupdate7/out").constData()), 0);
+
+    guard.afterUnpacking({});
+
+    const QStringList found = names();
+    const QStringList inside = names(u"fwupdate7"_s);
+    struct stat status = {};
+    EXPECT_EQ(::stat(place.constData(), &status), 0);
+    ASSERT_EQ(::umount(place.constData()), 0);
+    EXPECT_EQ(found, QStringList{u"fwupdate7"_s});
+    EXPECT_TRUE(inside.contains(u"out"_s));
+    EXPECT_EQ(status.st_mode & 07777, 0711U);
+}
+
+TEST_F(PackageGuardTest, WhatStandsInAPlaceThatComesMeanwhileStays)
+{
+    guard.beforeUnpacking();
+    clear();
+    guard.beforeUnpacking();
+    putFirmware(firmwareDirectories + u"fwupdate7"_s);
+
+    guard.afterUnpacking({});
+
+    EXPECT_EQ(names(), QStringList{u"fwupdate7"_s});
 }
 
 TEST_F(PackageGuardTest, WithoutAPlaceThereIsNothingToDo)
