@@ -98,7 +98,9 @@ void FirmwareIntake::takeIn(const QString &fname, const QString &rname)
     static_cast<void>(ensureDirectory(NodekeepGlobals::UPDATE_PATH));
     guard.beforeUnpacking();
     qDebug() << "tar -C " << NodekeepGlobals::UPDATE_PATH << " -xzf " << fname;
-    startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, fname}, &FirmwareIntake::tarFinished);
+    // What would hold tar up fails as a package that can't be opened does.
+    const QString package = isForTools(fname) ? fname : QProcess::nullDevice();
+    startTool(u"tar"_s, {u"-C"_s, NodekeepGlobals::UPDATE_PATH, u"-xzf"_s, package}, &FirmwareIntake::tarFinished);
 }
 
 void FirmwareIntake::startUpdateHttp(const QString &url)

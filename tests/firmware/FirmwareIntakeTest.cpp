@@ -157,6 +157,15 @@ TEST_F(FirmwareIntakeTest, PackageThatIsNoArchiveIsRefused)
     expectRefused(QStringList{received, atWork} + failed);
 }
 
+TEST_F(FirmwareIntakeTest, PackageThatIsAFifoIsRefused)
+{
+    ASSERT_EQ(QProcess::execute(u"mkfifo"_s, {package}), 0);
+
+    takeIn();
+
+    expectRefused(QStringList{received, atWork} + failed);
+}
+
 TEST_F(FirmwareIntakeTest, PackageWithoutFirmwareIsRefused)
 {
     ASSERT_TRUE(QDir(directory.path()).rename(u"firmware"_s, u"other"_s));

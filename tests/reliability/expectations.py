@@ -98,10 +98,10 @@ EFFECTS = {
         (r"readlink /etc/localtime", {"answer: zone": ""}),
     ],
 }
-# A package is refused, with what was told until then; a directory that can't be looked at stays.
+# A package is refused, with what was told until then, also one that can't be looked at; a directory that can't stays.
 PACKAGE = [
     (
-        START + r"|\w+ /srv/fwupdate.*",
+        START + r"|\w+ /srv/fwupdate.*|statx /tmp/.*",
         {"/srv/fwupdate/fwupdate.*": OLD, "/srv/fwupdate/firmware/.*": ANY, "asked": OLD, "told": REFUSED},
     ),
 ]
