@@ -14,6 +14,13 @@ namespace {
 // Far more than the entries need. The list of all firmwares has to go through the bus in one answer.
 constexpr qint64 maxControlBytes = qint64{8} * 1024;
 
+/** Qt takes "nan" for a number, which is below nothing and above nothing. */
+float versionNumber(const QString &text)
+{
+    const float number = text.toFloat();
+    return qIsNaN(number) ? 0 : number;
+}
+
 } // namespace
 
 FirmwareControl readFirmwareControl(const QDir &firmware)
@@ -31,7 +38,7 @@ FirmwareControl readFirmwareControl(const QDir &firmware)
 
 bool suitsDevice(const FirmwareControl &control, const QString &minVersion)
 {
-    if (minVersion.toFloat() > control.version.toFloat())
+    if (versionNumber(minVersion) > versionNumber(control.version))
         return false;
 
     bool isNumber = false;

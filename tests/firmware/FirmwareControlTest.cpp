@@ -55,6 +55,8 @@ const Row rows[] = {
     {"limit that is no number", u"0"_s, u"3"_s, u"latest"_s, true},
     {"version that is no number", u"1.9.1"_s, u"3"_s, u"1"_s, false},
     {"version that is no number, without a limit", u"x"_s, u"3"_s, {}, true},
+    {"version nan", u"nan"_s, u"3"_s, u"1"_s, false},
+    {"limit nan", u"-1"_s, u"3"_s, u"nan"_s, false},
     {"negative version without a limit", u"-1"_s, u"3"_s, {}, false},
     {"version beyond any number", u"1e99"_s, u"3"_s, u"1.9"_s, true},
     {"negative generation", u"2"_s, u"-1"_s, {}, true},
