@@ -121,7 +121,7 @@ void BootEnvironment::loadEnv()
 {
     fetchBootEnv();
 
-    const QStringList names = QDir(envPath).entryList(QDir::Files, QDir::NoSort);
+    const QStringList names = QDir(envPath).entryList(QDir::Files, QDir::Unsorted);
     for (const QString &name : names)
         addConfig(name);
 }

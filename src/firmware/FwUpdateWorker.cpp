@@ -29,7 +29,7 @@ void FwUpdateWorker::doWork()
     qDebug("/srv available scanning firmware.");
 
     QDir firmwares(qmz::NodekeepGlobals::UPDATE_PATH);
-    const QStringList names = firmwares.entryList(QDir::AllDirs, QDir::NoSort);
+    const QStringList names = firmwares.entryList(QDir::AllDirs, QDir::Unsorted);
     for (const QString &name : names) {
         if (name == qmz::NodekeepGlobals::FW_DIRNAME) {
             QProcess remove;

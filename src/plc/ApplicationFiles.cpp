@@ -17,7 +17,7 @@ void makePlcDirectories()
 void removePlcApplicationFiles(const QString &origin)
 {
     const QDir directory(qmz::NodekeepGlobals::CODESYS_LICENSE_PATH);
-    const QStringList names = directory.entryList({u"*.app"_s, u"*.crc"_s}, QDir::NoFilter, QDir::NoSort);
+    const QStringList names = directory.entryList({u"*.app"_s, u"*.crc"_s}, QDir::NoFilter, QDir::Unsorted);
     for (const QString &name : names) {
         qmz::SystemEvent::codesysFileRemoved(name, origin);
         QFile::remove(directory.absoluteFilePath(name));

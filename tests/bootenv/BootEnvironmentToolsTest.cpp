@@ -231,7 +231,7 @@ TEST_F(BootEnvironmentToolsTest, LaterLoadSelectsTheFileThatIsListedLast)
 
     environment->loadEnv();
 
-    EXPECT_EQ(environment->getEnv(u"id"_s), QDir(envPath).entryList(QDir::Files, QDir::NoSort).constLast());
+    EXPECT_EQ(environment->getEnv(u"id"_s), QDir(envPath).entryList(QDir::Files, QDir::Unsorted).constLast());
 }
 
 TEST_F(BootEnvironmentToolsTest, NewStoreEntersTheFlashAtSaveAndOutlivesALoad)

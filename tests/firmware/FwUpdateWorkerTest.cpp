@@ -130,17 +130,23 @@ TEST_F(FwUpdateWorkerTest, SumsAreNotTested)
     EXPECT_EQ(found.size(), 1);
 }
 
-TEST_F(FwUpdateWorkerTest, SecondWalkTellsAllAgain)
+TEST_F(FwUpdateWorkerTest, SecondWalkTellsAllAgainInTheOrderOfTheDirectory)
 {
-    put(u"fwupdate0"_s);
-    worker.doWork();
-    EXPECT_EQ(doneWith(), 1);
     put(u"fwupdate2"_s);
+    worker.doWork();
+    EXPECT_EQ(doneWith(), 3);
+    found.clear();
+    put(u"fwupdate0"_s);
+    put(u"fwupdate1"_s);
 
     worker.doWork();
 
-    const QString first = u"/srv/fwupdate/fwupdate0"_s;
-    EXPECT_EQ(foundNames(), (QStringList{first, first, u"/srv/fwupdate/fwupdate2"_s}));
+    QStringList paths;
+    for (const QString &name :
+         QDir(firmwareDirectories).entryList(QDir::AllDirs | QDir::NoDotAndDotDot, QDir::Unsorted))
+        paths.append(firmwareDirectories + name);
+    EXPECT_EQ(paths.size(), 3);
+    EXPECT_EQ(foundNames(), paths);
     EXPECT_EQ(doneWith(), 3);
 }
 
