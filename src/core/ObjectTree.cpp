@@ -3,7 +3,6 @@
 #include "bootenv/BareboxConfig.h"
 #include "can/CanInterface.h"
 #include "core/Constants.h"
-#include "core/Version.h"
 #include "firmware/FwUpdateSettings.h"
 #include "firmware/Udevmonitor.h"
 #include "logtime/LogConfig.h"
@@ -37,11 +36,8 @@ void connectPort(const NetworkInterface *network, const NtpConfig *ntp, const Fw
 } // namespace
 
 // An object's name under its parent is its address on the bus, so order and names here are part of the interface.
-ObjectTree::ObjectTree() : version(std::make_unique<Version>())
+ObjectTree::ObjectTree()
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
-    bus.registerObject(u"/version"_s, version.get(), QDBusConnection::ExportAllProperties);
-
     auto *const network = new NetworkInterface(nullptr);
     blockMonitor = std::make_unique<Udevmonitor>(partitionSubsystem, nullptr);
     updateManager = std::make_unique<FwUpdateSettings>(partitionDevice, nullptr);
@@ -67,7 +63,7 @@ ObjectTree::ObjectTree() : version(std::make_unique<Version>())
     connectPort(network, ntp, updateManager.get());
 
     testEvent.emplace();
-    bus.registerObject(u"/testsystemevent"_s, &*testEvent, QDBusConnection::ExportAllSlots);
+    QDBusConnection::systemBus().registerObject(u"/testsystemevent"_s, &*testEvent, QDBusConnection::ExportAllSlots);
 }
 
 ObjectTree::~ObjectTree() = default;

@@ -10,9 +10,8 @@
 class FwUpdateSettings;
 class System;
 class Udevmonitor;
-class Version;
 
-/** All that the daemon has on the bus, and what connects it. */
+/** All that the daemon has on the bus but its version, and what connects it. */
 class ObjectTree
 {
 public:
@@ -26,7 +25,6 @@ private:
     // The last one goes first.
     std::optional<qmz::SystemEvent> testEvent;
     std::unique_ptr<Udevmonitor> blockMonitor;
-    std::unique_ptr<Version> version;
     std::unique_ptr<FwUpdateSettings> updateManager;
     std::unique_ptr<System> system;
 };

@@ -2,6 +2,7 @@
 #include "core/FreedMemory.h"
 #include "core/LostBus.h"
 #include "core/ObjectTree.h"
+#include "core/Version.h"
 
 #include <qmz/ConstParameter.h>
 #include <qmz/FactoryManager.h>
@@ -49,9 +50,10 @@ int main(int argc, char **argv)
     // Without a thread of its own the bus library waits for good and says nothing. The signal ends such a process, and
     // the init system starts the next one.
     alarm(nameLimitSec);
+    QDBusConnection bus = QDBusConnection::systemBus();
     // The name comes first: a second instance ends here, before it has touched anything.
     const QString serviceName = qmz::NodekeepGlobals::SERVICE_PATH_NAME;
-    if (!QDBusConnection::systemBus().registerService(serviceName))
+    if (!bus.registerService(serviceName))
         qFatal("Registering dbus connection failed.");
     alarm(0);
     const LostBus watch;
@@ -62,6 +64,8 @@ int main(int argc, char **argv)
         new FactoryManager(qmz::ConstParameter::domainForIdx(qmz::ConstParameter::IDX_SYSTEM),
                            uR"(^\/system($|\/h.*|\/time.*|\/network.*|\/can.*|\/syslog.*))"_s, nullptr);
     factory->start();
+    Version version;
+    bus.registerObject(u"/version"_s, &version, QDBusConnection::ExportAllProperties);
     qmz::qmzlog.open(serviceName, LOG_LOCAL5, 0);
     qmz::qmzlog.setSyslogLevelWarning();
 
