@@ -51,6 +51,7 @@ int main(int argc, char **argv)
     // the init system starts the next one.
     alarm(nameLimitSec);
     QDBusConnection bus = QDBusConnection::systemBus();
+    alarm(nameLimitSec); // for the next answer
     // The name comes first: a second instance ends here, before it has touched anything.
     const QString serviceName = qmz::NodekeepGlobals::SERVICE_PATH_NAME;
     if (!bus.registerService(serviceName))
