@@ -44,8 +44,38 @@ TEST_F(ConstantsTest, ValuesAreAsStored)
 
     EXPECT_EQ(constants.get(u"serial"_s), u"\"4711\""_s);
     EXPECT_EQ(constants.get(u"empty"_s), u""_s);
-    EXPECT_EQ(constants.get(u"unknown"_s), u""_s);
+    EXPECT_TRUE(constants.get(u"unknown"_s).isNull());
     EXPECT_THAT(constants.variableList(), UnorderedElementsAre(u"serial"_s, u"empty"_s));
+}
+
+TEST_F(ConstantsTest, ValueKeepsWhatTheBootEnvironmentTakesOff)
+{
+    load("");
+    const QString value = u" \" a \" "_s;
+
+    constants.set(u"padded"_s, value);
+
+    EXPECT_EQ(constants.get(u"padded"_s), value);
+    ASSERT_TRUE(owner->environment.lookupConfig(u"system"_s));
+    EXPECT_EQ(owner->environment.getEnv(u"padded"_s), u" a "_s);
+}
+
+TEST_F(ConstantsTest, NameIsWrittenAsItStandsAndMayReadBackOtherwise)
+{
+    load("");
+
+    constants.set(u"a=b"_s, u"1"_s);
+    constants.set(u"c\nd"_s, u"2"_s);
+
+    EXPECT_EQ(readFile(flashFile(u"system"_s)), "a=b=1\nc\nd=2\n");
+    EXPECT_EQ(constants.get(u"a=b"_s), u"1"_s);
+    EXPECT_EQ(constants.get(u"c\nd"_s), u"2"_s);
+
+    owner.reset();
+    owner.emplace();
+    EXPECT_THAT(constants.variableList(), UnorderedElementsAre(u"a"_s, u"d"_s));
+    EXPECT_EQ(constants.get(u"a"_s), u"b=1"_s);
+    EXPECT_EQ(constants.get(u"d"_s), u"2"_s);
 }
 
 TEST_F(ConstantsTest, EmptyValueIsAvailable)
@@ -76,6 +106,16 @@ TEST_F(ConstantsTest, SettingSavesTheWholeEnvironment)
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage}));
     EXPECT_EQ(readFile(flashFile(u"system"_s)), "serial=1\nempty=\n");
     EXPECT_EQ(readFile(flashFile(u"config"_s)), "id=changed\n");
+}
+
+TEST_F(ConstantsTest, EachSettingSavesAnew)
+{
+    load();
+
+    constants.set(u"serial"_s, u"1"_s);
+    constants.set(u"serial"_s, u"1"_s);
+
+    EXPECT_EQ(tools.calls(), (QStringList{erasure, storage, erasure, storage}));
 }
 
 TEST_F(ConstantsTest, FirstAccessMakesAMissingStoreAndSelectsIt)
