@@ -86,6 +86,18 @@ TEST_F(NetworkInterfaceTest, EmptyAddressIsNotSignalled)
     EXPECT_EQ(ip.count(), 0);
 }
 
+TEST_F(NetworkInterfaceTest, EmptyMaskEmptiesTheOneThatIsSetAndIsSignalled)
+{
+    network.setProperty("netmask", u"255.0.0.0"_s);
+    ASSERT_EQ(network.property("netmask"), u"255.0.0.0"_s);
+    QSignalSpy netmask(&network, &NetworkInterface::netmaskChanged);
+
+    network.setProperty("netmask", QString());
+
+    EXPECT_EQ(network.property("netmask"), QString());
+    EXPECT_EQ(netmask, (QList<QVariantList>{{QString()}}));
+}
+
 TEST_F(NetworkInterfaceTest, NameServerOfMoreThanAMebibyteIsNotTaken)
 {
     const QString longest(1024 * 1024, u'x');
