@@ -19,6 +19,7 @@ MAKE_FIRMWARE = """
 mkdir -p /srv/fwupdate/fwupdate0 && cd /srv/fwupdate/fwupdate0
 touch linuximage linuximage.md5 root.ubi root.ubi.md5 control
 """
+PORT = ("/system/network", "local.NetworkInterface")
 LAST = "what the test sends itself"
 
 
@@ -67,10 +68,13 @@ def another(value):
     return type(value)(not value if isinstance(value, dbus.Boolean) else value + 1)
 
 
-def last_signal():
-    signal = dbus.lowlevel.SignalMessage("/", PROPERTIES, "PropertiesChanged")
-    signal.append(LAST, {}, [], signature="sa{sv}as")
-    return signal
+def send_last(client, path, interface, name, signature, *arguments):
+    """Sends everybody a signal of ours, which comes behind all that the daemon had sent when it answered this client.
+    `arguments` are those behind the first one, which is LAST."""
+    signal = dbus.lowlevel.SignalMessage(path, interface, name)
+    signal.append(LAST, *arguments, signature=signature)
+    client.connection.send_message(signal)
+    client.connection.flush()
 
 
 def test_no_change_of_a_property_is_announced(device, client):
@@ -86,7 +90,16 @@ def test_no_change_of_a_property_is_announced(device, client):
             client.set(*each, another(client.get(*each)))
 
         assert client.get("/loader", "local.FwUpdateSettings", "onlyUploadFirmware")
-        client.connection.send_message(last_signal())
-        client.connection.flush()
+        send_last(client, "/", PROPERTIES, "PropertiesChanged", "sa{sv}as", {}, [])
         device.wait_for(lambda: LAST in [name for name, *_ in signals], what="the last signal")
     assert [name for name, *_ in signals] == [LAST]
+
+
+def test_no_signal_leaves_the_port_whatever_is_written_there(device, client):
+    with heard(device, None, PORT[1]) as signals:
+        client.set(*PORT, "ipaddress", "192.168.10.7")
+        client.set(*PORT, "dhcp", False)
+
+        send_last(client, *PORT, "ipAddressChanged", "s")
+        device.wait_for(lambda: (LAST,) in signals, what="the last signal")
+    assert signals == [(LAST,)]

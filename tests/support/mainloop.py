@@ -45,7 +45,7 @@ def connect(device):
 
 @contextlib.contextmanager
 def heard(device, name, interface):
-    """A list of the arguments of all signals of that name, which grows as they come."""
+    """A list of the arguments of all signals of that name, for None of any, which grows as they come."""
     signals = []
     connection = connect(device)
 
