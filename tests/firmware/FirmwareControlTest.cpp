@@ -54,6 +54,7 @@ const Row rows[] = {
     {"device without a limit", u"0.1"_s, u"3"_s, {}, true},
     {"limit that is no number", u"0"_s, u"3"_s, u"latest"_s, true},
     {"version that is no number", u"1.9.1"_s, u"3"_s, u"1"_s, false},
+    {"version of two points where the limit is 0", u"1.9.1"_s, u"3"_s, u"0"_s, true},
     {"version that is no number, without a limit", u"x"_s, u"3"_s, {}, true},
     {"version nan", u"nan"_s, u"3"_s, u"1"_s, false},
     {"limit nan", u"-1"_s, u"3"_s, u"nan"_s, false},

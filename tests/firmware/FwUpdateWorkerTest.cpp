@@ -48,6 +48,16 @@ TEST_F(FwUpdateWorkerTest, WithoutDirectoriesNothingIsFound)
     EXPECT_EQ(doneWith(), 0);
 }
 
+TEST_F(FwUpdateWorkerTest, DirectoryWithoutAnyFirmwareIsNoFirmwareItself)
+{
+    ASSERT_TRUE(QDir().mkpath(firmwareDirectories));
+
+    worker.doWork();
+
+    EXPECT_TRUE(found.isEmpty());
+    EXPECT_EQ(doneWith(), 0);
+}
+
 TEST_F(FwUpdateWorkerTest, CompleteFirmwareIsToldWithItsControlFile)
 {
     put(u"fwupdate3"_s);

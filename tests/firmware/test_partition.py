@@ -108,6 +108,16 @@ def test_numbers_go_on_after_the_records_have_gone(late: FirmwareDevice, make_pa
     late.wait_for(lambda: list(late.records()) == ["fwupdate5"], 30, "the next number")
 
 
+def test_numbers_begin_at_zero_where_the_partition_was_never_mounted(late: FirmwareDevice, make_package):
+    late.keep_uploads()
+
+    late.upload(make_package())
+    late.wait_for(lambda: list(late.records()) == ["fwupdate0"], 30, "the first number")
+    late.upload(make_package())
+
+    late.wait_for(lambda: list(late.records()) == ["fwupdate0", "fwupdate1"], 30, "the next number")
+
+
 def test_each_mount_adds_a_worker_and_each_worker_its_records(late: FirmwareDevice):
     late.mount_srv(told=True)
     late.wait_for(lambda: late.listed() == ["fwupdate4"], what="the scan")

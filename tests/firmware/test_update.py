@@ -26,7 +26,14 @@ def test_an_update_reboots_flashes_and_reboots_once_more(device: FirmwareDevice,
     assert device.daemon_log(log_before).count("/srv available scanning firmware.") == 2
 
 
-def test_an_uploaded_package_starts_by_itself_unless_told_otherwise(own_device: FirmwareDevice, make_package):
+def test_an_uploaded_package_starts_by_itself_unless_told_otherwise_since_the_daemons_start(
+    own_device: FirmwareDevice, make_package
+):
+    own_device.keep_uploads()
+    own_device.stop_daemon()
+    own_device.start_daemon()
+    assert own_device.get(*MANAGER, "onlyUploadFirmware") is False
+
     own_device.upload(make_package("--version", "4.4"))
 
     own_device.wait_boots(3)
