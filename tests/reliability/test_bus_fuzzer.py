@@ -356,8 +356,9 @@ def test_a_device_that_clients_may_reboot_comes_up_each_time(new_device, long_fo
     fuzzer = Fuzzer(new_device, seed)
 
     for _ in range(BOOTS[long_form]):
+        boots = come_to_rest(new_device)
+        fuzzer.connect()
         shell(new_device, WORLD)
-        boots = new_device.boots
         messages = fuzzer.source.sample(fuzzer.round(growing=True), MESSAGES_OF_A_BOOT)
         try:
             fuzzer.send([*messages, fuzzer.loader_call("reboot")])
@@ -365,13 +366,19 @@ def test_a_device_that_clients_may_reboot_comes_up_each_time(new_device, long_fo
             if not boots_again(new_device, boots):
                 raise
         assert boots_again(new_device, boots)
-        new_device.wait_daemon()
-        fuzzer.connect()
 
+    come_to_rest(new_device)
     with BusClient(new_device) as client:
         assert tree(client, STORES) == before
     endings = re.findall(r"daemon ended with status (\S+)", new_device.host_log("device.log"))
     assert endings == [str(-signal.SIGTERM)] * (new_device.boots - 1)
+
+
+def come_to_rest(device):
+    """Waits for the reboot that ends an update and for the daemon, and returns how often the device has booted."""
+    device.wait_for(lambda: "installing firmware" not in re.split(r"boot \d+\n", device.host_log("device.log"))[-1])
+    device.wait_daemon()
+    return device.boots
 
 
 def boots_again(device, boots):
