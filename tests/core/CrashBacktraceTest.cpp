@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 // The sanitizer's own backtrace() shows up as the innermost frame, and moves the others down.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr qsizetype sanitizerFrames = 1;
 #else
 constexpr qsizetype sanitizerFrames = 0;

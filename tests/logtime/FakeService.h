@@ -26,6 +26,9 @@ public:
         auto connection = QDBusConnection::connectToBus(QDBusConnection::SystemBus, serviceName);
         EXPECT_TRUE(connection.registerVirtualObject(path, this, QDBusConnection::SubPath));
         moveToThread(&thread);
+        // ThreadSanitizer does not see how Qt waits for a thread.
+        connect(
+            &thread, &QThread::finished, this, [this] { const std::lock_guard lock(mutex); }, Qt::DirectConnection);
         thread.start();
         EXPECT_TRUE(connection.registerService(serviceName));
     }
@@ -38,6 +41,7 @@ public:
         QDBusConnection::disconnectFromBus(serviceName);
         thread.quit();
         thread.wait();
+        const std::lock_guard lock(mutex);
     }
     Q_DISABLE_COPY_MOVE(FakeService)
 

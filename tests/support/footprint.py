@@ -3,6 +3,7 @@
 import collections
 import contextlib
 import os
+import re
 import typing
 
 import simdevice
@@ -25,7 +26,7 @@ class Footprint(typing.NamedTuple):
 
     def growth_since(self, before, allowed_kib):
         """What there is more of than before, memory beyond what is allowed; empty when all of it is back. Where
-        AddressSanitizer keeps freed blocks for itself memory does not count: there its search tells of leaks."""
+        a sanitizer keeps memory for itself it does not count: there AddressSanitizer's search tells of leaks."""
         more = {kind: count - before.descriptors.get(kind, 0) for kind, count in self.descriptors.items()}
         more |= {"threads": self.threads - before.threads, "children": self.children - before.children}
         if not self.sanitized:
@@ -59,7 +60,7 @@ def children(process, tasks):
 
 def is_sanitized(process):
     with open(f"{process}/maps", encoding="utf-8") as maps:
-        return "/libasan.so" in maps.read()
+        return re.search(r"/lib[at]san\.so", maps.read()) is not None
 
 
 def assert_back_to(before, device, growth_kib=GROWTH_KIB):
