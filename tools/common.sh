@@ -36,6 +36,15 @@ as_root() {
     fi
 }
 
+# exec_as_root COMMAND...: in place of this script, which a signal then reaches.
+exec_as_root() {
+    if [ "$(id -u)" = 0 ]; then
+        exec "$@"
+    else
+        exec sudo -- "$@"
+    fi
+}
+
 # What a command asks first of all, so that nobody waits for packages and a build that are of no use to him.
 
 # require_debian PACKAGE...: these can be installed here.

@@ -133,6 +133,11 @@ def test_in_the_right_place_it_builds(place, command):
     assert "The build failed" in result.stderr
 
 
+@pytest.mark.parametrize("command", ["./run shells", "./run shell more", "./test releases", "./test --long release"])
+def test_with_arguments_that_there_are_not(place, command):
+    assert refused(place, place.run(command)).startswith(f"Usage: {command.split()[0]} ")
+
+
 @pytest.mark.parametrize("command", COMMANDS_OF_ROOT)
 def test_without_root_and_sudo(place, command):
     assert "root" in refused(place, place.run(command, NO_ROOT))
