@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
 
 #include <libudev.h>
@@ -59,6 +60,19 @@ TEST_F(FwUpdateSettingsPartitionTest, DeviceThatIsAddedTwiceHasTheStartsWorkDone
 
     ASSERT_TRUE(waitUntil([&] { return scans.count() == 2; }));
     EXPECT_EQ(tools.calls(), (QStringList{erasure, storage, erasure, storage}));
+}
+
+TEST_F(FwUpdateSettingsPartitionTest, MountIsLookedForHalfASecondAfterTheDevice)
+{
+    QSignalSpy scans(manager.get(), &FwUpdateSettings::scan);
+    mountPartition();
+    QElapsedTimer timer;
+    timer.start();
+
+    addDevice();
+
+    ASSERT_TRUE(waitUntil([&] { return scans.count() == 1; }));
+    EXPECT_GE(timer.elapsed(), 450); // timers may come a twentieth too early
 }
 
 } // namespace
